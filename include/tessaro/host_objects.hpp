@@ -1,0 +1,69 @@
+// Host objects that some commands take: bezier paths, colours, locales and
+// script targets. They come from the notation's "$bezier", "$color",
+// "$locale" and "$script" forms.
+#pragma once
+
+#include <span>
+#include <string>
+#include <vector>
+
+#include "tessaro/value.hpp"
+
+namespace tessaro {
+
+class BezierPath final : public HostObject {
+ public:
+  enum class ElementKind : std::uint8_t { moveTo, lineTo, curveTo, closePath };
+  struct Point {
+    double x = 0, y = 0;
+    friend bool operator==(const Point&, const Point&) = default;
+  };
+  // A curveTo uses all three points (two control points, then the end point);
+  // moveTo and lineTo use the first; closePath none.
+  struct Element {
+    ElementKind kind = ElementKind::moveTo;
+    Point points[3] = {};
+    friend bool operator==(const Element&, const Element&) = default;
+  };
+
+  std::vector<Element> elements;
+  std::vector<double> dash;  // empty: no dash pattern
+  double phase = 0;
+
+  std::string_view tag() const noexcept override { return "$bezier"; }
+  bool equals(const HostObject& other) const override;
+};
+
+class Color final : public HostObject {
+ public:
+  std::string space;               // "gray", "rgb", "cmyk", …
+  std::vector<double> components;  // as given, alpha last
+
+  std::string_view tag() const noexcept override { return "$color"; }
+  bool equals(const HostObject& other) const override;
+};
+
+class LocaleObject final : public HostObject {
+ public:
+  std::string identifier;  // an ICU locale identifier
+
+  std::string_view tag() const noexcept override { return "$locale"; }
+  bool equals(const HostObject& other) const override;
+};
+
+// An object whose handlers run as an external command: calling handler H
+// with arguments A1…An runs the command with H and each Ai (in the notation)
+// appended, and reads one value in the notation from its standard output.
+class ScriptTarget final : public HostObject {
+ public:
+  std::vector<std::string> command;  // empty: a script with no handlers
+
+  std::string_view tag() const noexcept override { return "$script"; }
+  bool hasHandlers() const noexcept { return !command.empty(); }
+  // Throws an unrecognizedSelector failure when there are no handlers, and an
+  // invalidArgument failure when the command exits non-zero or prints
+  // something unreadable.
+  Value call(std::string_view handler, std::span<const Value> args) const;
+};
+
+}  // namespace tessaro

@@ -1,0 +1,40 @@
+// The outward faces of the registry: the envelope that reports one call, and
+// the line-oriented server behind `tessaro serve`.
+#pragma once
+
+#include <iosfwd>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tessaro/registry.hpp"
+
+namespace tessaro {
+
+// One envelope line (without the newline): {"id": …, "result": …, "error":
+// {…}, "out": {…}, "failure": {…}}, each key present only when it applies.
+// `idJson` is the caller's id as JSON text, echoed unchanged when given.
+std::string envelopeJson(const Outcome& outcome, std::optional<std::string_view> idJson = std::nullopt);
+// 0 when neither error nor failure, 1 with an error, 2 with a failure.
+int exitStatus(const Outcome& outcome) noexcept;
+
+// A request of the server: {"id": …, "call": selector, "args": […], "errorOut": bool}.
+struct Request {
+  std::optional<std::string> idJson;  // the id's JSON text
+  std::string call;
+  std::vector<Value> args;  // {"$nothing": true} allowed as an argument
+  bool errorOut = true;
+};
+// Throws NotationError (with the id, when one was read, in `idJson`) for a
+// line that is not a valid request.
+Request readRequest(std::string_view line, std::optional<std::string>& idJson);
+
+// Runs a request through the registry and prints its envelope; usage
+// problems (unknown selector, wrong argument count) print a usage answer.
+std::string answerRequestLine(std::string_view line);
+
+// Answers requests line by line until end of input; returns the exit status.
+int serve(std::istream& in, std::ostream& out);
+
+}  // namespace tessaro

@@ -1,0 +1,274 @@
+// The dynamic host value that every command takes and returns.
+//
+// A Value is 16 bytes: numbers, dates, null and strings of up to seven UTF-16
+// code units live inline; everything else points to an immutable body shared
+// by reference count. A default-constructed Value is "no value" (nil), which
+// is distinct from the null value. Equality, hashing, the natural ordering and
+// the scalar readings (integer, double and truth value) are defined here once
+// for every kind.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <initializer_list>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "tessaro/descriptor.hpp"
+
+namespace tessaro {
+
+enum class ValueKind : std::uint8_t {
+  nothing,  // no value (nil); never an element of a list or record
+  null,
+  boolean,
+  integer,
+  real,
+  string,
+  date,
+  data,
+  list,
+  record,
+  url,
+  indexSet,
+  range,
+  descriptor,
+  object,  // a host object: bezier path, colour, locale, script target
+};
+
+std::string_view kindName(ValueKind kind) noexcept;
+
+namespace detail {
+// Base of every shared immutable body. Counts are atomic so that values may be
+// handed between threads even though the library itself starts none.
+struct Body {
+  mutable std::atomic<std::uint32_t> refs{1};
+  Body() = default;
+  Body(const Body&) = delete;
+  Body& operator=(const Body&) = delete;
+  virtual ~Body() = default;
+};
+}  // namespace detail
+
+class Value;
+class Record;
+class IndexSet;
+class HostObject;
+
+struct Range {
+  std::uint64_t location = 0;
+  std::uint64_t length = 0;
+  friend bool operator==(const Range&, const Range&) = default;
+};
+
+class Value {
+ public:
+  static constexpr std::size_t kInlineChars = 7;
+
+  Value() noexcept = default;
+  Value(const Value& other) noexcept : rep_(other.rep_) { retain(); }
+  Value(Value&& other) noexcept : rep_(other.rep_) { other.rep_.big = Big{}; }
+  Value& operator=(const Value& other) noexcept {
+    if (this != &other) {
+      other.retain();
+      release();
+      rep_ = other.rep_;
+    }
+    return *this;
+  }
+  Value& operator=(Value&& other) noexcept {
+    if (this != &other) {
+      release();
+      rep_ = other.rep_;
+      other.rep_.big = Big{};
+    }
+    return *this;
+  }
+  ~Value() { release(); }
+
+  // Factories.
+  static Value nothing() noexcept { return Value(); }
+  static Value null() noexcept { return Value(ValueKind::null); }
+  static Value boolean(bool b) noexcept;
+  static Value integer(std::int64_t i) noexcept;
+  static Value real(double d) noexcept;
+  static Value string(std::u16string_view s);
+  static Value string(std::u16string&& s);
+  static Value fromUtf8(std::string_view utf8);  // invalid bytes become U+FFFD
+  static Value date(double secondsSinceReferenceDate) noexcept;
+  static Value data(std::string bytes);
+  static Value list(std::vector<Value> items);
+  static Value list(std::initializer_list<Value> items) { return list(std::vector<Value>(items)); }
+  static Value record(Record record);
+  static Value url(std::string absoluteString);
+  static Value indexSet(IndexSet set);
+  static Value range(std::uint64_t location, std::uint64_t length);
+  static Value descriptor(Descriptor d);
+  static Value object(const HostObject* adopted);  // takes the creation reference
+
+  ValueKind kind() const noexcept { return rep_.big.kind; }
+  bool isNothing() const noexcept { return kind() == ValueKind::nothing; }
+  bool isNull() const noexcept { return kind() == ValueKind::null; }
+  bool isNumber() const noexcept {
+    return kind() == ValueKind::boolean || kind() == ValueKind::integer || kind() == ValueKind::real;
+  }
+  bool isString() const noexcept { return kind() == ValueKind::string; }
+  bool isList() const noexcept { return kind() == ValueKind::list; }
+  bool isRecord() const noexcept { return kind() == ValueKind::record; }
+  bool isDate() const noexcept { return kind() == ValueKind::date; }
+  bool isData() const noexcept { return kind() == ValueKind::data; }
+  bool isUrl() const noexcept { return kind() == ValueKind::url; }
+  bool isDescriptor() const noexcept { return kind() == ValueKind::descriptor; }
+
+  // Raw payloads; each requires the matching kind.
+  bool asBoolean() const noexcept { return rep_.big.u.b; }
+  std::int64_t asInteger() const noexcept { return rep_.big.u.i; }
+  double asReal() const noexcept { return rep_.big.u.d; }
+  double asDate() const noexcept { return rep_.big.u.d; }
+  std::u16string_view asString() const noexcept;
+  std::span<const Value> asList() const noexcept;
+  const Record& asRecord() const noexcept;
+  std::string_view asData() const noexcept;
+  std::string_view asUrl() const noexcept;  // the absolute URL string
+  const IndexSet& asIndexSet() const noexcept;
+  Range asRange() const noexcept;
+  const Descriptor& asDescriptor() const noexcept;
+  const HostObject& asObject() const noexcept;
+  // The host object as T, or null when it is some other kind of object.
+  template <class T>
+  const T* objectAs() const noexcept;
+
+  std::string toUtf8() const;  // strings only; lone surrogates become U+FFFD
+
+  // The same object: the same shared body, or the same inline bits.
+  bool isSameObject(const Value& other) const noexcept;
+
+  // Host equality (isEqual:) and a hash consistent with it.
+  bool equals(const Value& other) const;
+  std::size_t hash() const noexcept;
+  friend bool operator==(const Value& a, const Value& b) { return a.equals(b); }
+
+  // The natural ordering "compare:": numbers numerically, strings by UTF-16
+  // code units, dates chronologically. Anything else throws a compare failure.
+  int compare(const Value& other) const;
+
+  // Scalar readings. No value reads as 0/false; numbers convert (reals
+  // truncate toward zero); strings read a leading number. Other kinds throw
+  // an unrecognizedSelector failure.
+  std::int64_t integerValue() const;
+  double doubleValue() const;
+  bool boolValue() const;
+
+ private:
+  explicit Value(ValueKind k) noexcept { rep_.big.kind = k; }
+  static Value withBody(ValueKind k, detail::Body* body) noexcept;
+
+  struct Big {
+    ValueKind kind = ValueKind::nothing;
+    std::uint8_t length = 0;  // shares its place with Small::length
+    std::uint8_t pad[6] = {};
+    union {
+      bool b;
+      std::int64_t i;
+      double d;
+      detail::Body* body;
+    } u{.i = 0};
+  };
+  struct Small {
+    ValueKind kind;
+    std::uint8_t length;
+    char16_t chars[kInlineChars];
+  };
+  union Rep {
+    Big big;
+    Small small;
+    Rep() noexcept : big() {}
+  } rep_;
+
+  bool hasBody() const noexcept {
+    switch (kind()) {
+      case ValueKind::nothing:
+      case ValueKind::null:
+      case ValueKind::boolean:
+      case ValueKind::integer:
+      case ValueKind::real:
+      case ValueKind::date:
+        return false;
+      case ValueKind::string:
+        return rep_.big.length == kLongString;
+      default:
+        return true;
+    }
+  }
+  void retain() const noexcept {
+    if (hasBody()) rep_.big.u.body->refs.fetch_add(1, std::memory_order_relaxed);
+  }
+  void release() noexcept {
+    if (hasBody() && rep_.big.u.body->refs.fetch_sub(1, std::memory_order_acq_rel) == 1) delete rep_.big.u.body;
+  }
+  // The length byte of a string kept in a body rather than inline.
+  static constexpr std::uint8_t kLongString = 0xFF;
+  friend struct ValueAccess;
+};
+
+static_assert(sizeof(Value) == 16);
+
+// A record: string keys to values, kept in insertion order. Equality ignores
+// the order, as the host's dictionaries do.
+class Record {
+ public:
+  using Entry = std::pair<Value, Value>;  // key (a string) and value
+
+  Record() = default;
+  Record(std::initializer_list<std::pair<std::u16string_view, Value>> entries);
+
+  // Adds the entry, or replaces the value of an existing key in its place.
+  void set(Value key, Value value);
+  void set(std::u16string_view key, Value value) { set(Value::string(key), std::move(value)); }
+  const Value* find(std::u16string_view key) const noexcept;
+  std::span<const Entry> entries() const noexcept { return entries_; }
+  std::size_t size() const noexcept { return entries_.size(); }
+  bool empty() const noexcept { return entries_.empty(); }
+  void reserve(std::size_t n) { entries_.reserve(n); }
+
+ private:
+  std::vector<Entry> entries_;
+};
+
+// A set of non-negative integer indexes, held as ascending disjoint runs.
+class IndexSet {
+ public:
+  void add(std::uint64_t index) { addRange(index, 1); }
+  void addRange(std::uint64_t location, std::uint64_t length);
+  bool contains(std::uint64_t index) const noexcept;
+  std::uint64_t count() const noexcept;
+  std::span<const Range> runs() const noexcept { return runs_; }
+  std::vector<std::uint64_t> indexes() const;
+  friend bool operator==(const IndexSet&, const IndexSet&) = default;
+
+ private:
+  std::vector<Range> runs_;
+};
+
+// A host object (bezier path, colour, locale, script target). Equality of two
+// host objects is decided by the object; by default it is identity.
+class HostObject : public detail::Body {
+ public:
+  virtual std::string_view tag() const noexcept = 0;  // its notation tag, "$bezier" …
+  virtual bool equals(const HostObject& other) const { return this == &other; }
+  virtual std::size_t hash() const noexcept;
+};
+
+template <class T>
+const T* Value::objectAs() const noexcept {
+  return kind() == ValueKind::object ? dynamic_cast<const T*>(&asObject()) : nullptr;
+}
+
+struct ValueHash {
+  std::size_t operator()(const Value& v) const noexcept { return v.hash(); }
+};
+
+}  // namespace tessaro

@@ -1,0 +1,37 @@
+#include "bridge/unicode.hpp"
+
+#include <unicode/ustring.h>
+
+namespace tessaro {
+
+std::u16string utf16FromUtf8(std::string_view utf8) {
+  std::u16string out;
+  if (utf8.empty()) return out;
+  // UTF-16 never needs more code units than UTF-8 has bytes.
+  out.resize(utf8.size());
+  int32_t length = 0;
+  UErrorCode status = U_ZERO_ERROR;
+  u_strFromUTF8WithSub(out.data(), int32_t(out.size()), &length, utf8.data(), int32_t(utf8.size()), 0xFFFD,
+                       nullptr, &status);
+  out.resize(U_SUCCESS(status) ? std::size_t(length) : 0);
+  return out;
+}
+
+void appendUtf8(std::u16string_view utf16, std::string& out) {
+  if (utf16.empty()) return;
+  std::size_t start = out.size();
+  out.resize(start + utf16.size() * 3);  // at most three bytes per code unit
+  int32_t length = 0;
+  UErrorCode status = U_ZERO_ERROR;
+  u_strToUTF8WithSub(out.data() + start, int32_t(utf16.size() * 3), &length, utf16.data(), int32_t(utf16.size()),
+                     0xFFFD, nullptr, &status);
+  out.resize(start + (U_SUCCESS(status) ? std::size_t(length) : 0));
+}
+
+std::string utf8FromUtf16(std::u16string_view utf16) {
+  std::string out;
+  appendUtf8(utf16, out);
+  return out;
+}
+
+}  // namespace tessaro

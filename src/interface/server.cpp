@@ -1,0 +1,177 @@
+// Envelopes and the request server.
+#include "tessaro/server.hpp"
+
+#include <istream>
+#include <ostream>
+
+#include <simdjson.h>
+
+#include "tessaro/notation.hpp"
+
+namespace tessaro {
+
+namespace {
+
+void appendJsonString(std::string_view utf8, std::string& out) {
+  printNotation(Value::fromUtf8(utf8), out);
+}
+
+std::string_view trim(std::string_view s) {
+  while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\r' || s.back() == '\n'))
+    s.remove_suffix(1);
+  while (!s.empty() && (s.front() == ' ' || s.front() == '\t')) s.remove_prefix(1);
+  return s;
+}
+
+// The JSON text of the value the iterator stands on, consuming it.
+std::string_view rawText(simdjson::ondemand::value v) {
+  simdjson::ondemand::json_type type;
+  if (v.type().get(type)) throw NotationError("malformed JSON");
+  std::string_view text;
+  simdjson::error_code ec = simdjson::SUCCESS;
+  if (type == simdjson::ondemand::json_type::object) {
+    simdjson::ondemand::object o;
+    ec = v.get_object().get(o);
+    if (!ec) ec = o.raw_json().get(text);
+  } else if (type == simdjson::ondemand::json_type::array) {
+    simdjson::ondemand::array a;
+    ec = v.get_array().get(a);
+    if (!ec) ec = a.raw_json().get(text);
+  } else {
+    text = v.raw_json_token();
+  }
+  if (ec) throw NotationError("malformed JSON");
+  return trim(text);
+}
+
+}  // namespace
+
+std::string envelopeJson(const Outcome& outcome, std::optional<std::string_view> idJson) {
+  std::string out = "{";
+  auto key = [&](std::string_view name) {
+    if (out.size() > 1) out += ", ";
+    out += '"';
+    out += name;
+    out += "\": ";
+  };
+  if (idJson) {
+    key("id");
+    out += *idJson;
+  }
+  if (!outcome.result.isNothing()) {
+    key("result");
+    printNotation(outcome.result, out);
+  }
+  if (outcome.error) {
+    key("error");
+    out += "{\"domain\": ";
+    appendJsonString(outcome.error->domain, out);
+    out += ", \"code\": " + std::to_string(outcome.error->code) + ", \"message\": ";
+    appendJsonString(outcome.error->message, out);
+    out += '}';
+  }
+  if (!outcome.outKeys.isNothing()) {
+    key("out");
+    out += "{\"outKeys\": ";
+    printNotation(outcome.outKeys, out);
+    out += '}';
+  }
+  if (outcome.failure) {
+    key("failure");
+    out += "{\"kind\": ";
+    appendJsonString(failureKindName(outcome.failure->kind()), out);
+    out += ", \"message\": ";
+    appendJsonString(outcome.failure->what(), out);
+    out += '}';
+  }
+  out += '}';
+  return out;
+}
+
+int exitStatus(const Outcome& outcome) noexcept { return outcome.failure ? 2 : outcome.error ? 1 : 0; }
+
+Request readRequest(std::string_view line, std::optional<std::string>& idJson) {
+  thread_local simdjson::ondemand::parser parser;
+  simdjson::padded_string padded(line);
+  simdjson::ondemand::document doc;
+  simdjson::ondemand::object object;
+  if (parser.iterate(padded).get(doc) || doc.get_object().get(object))
+    throw NotationError("a request is one JSON object on one line");
+  Request request;
+  bool haveCall = false;
+  try {
+    for (auto field : object) {
+      std::string_view name;
+      if (field.unescaped_key().get(name)) throw NotationError("malformed JSON");
+      simdjson::ondemand::value value;
+      if (field.value().get(value)) throw NotationError("malformed JSON");
+      if (name == "id") {
+        idJson = std::string(rawText(value));
+        readNotation(*idJson);  // the id must itself be well-formed
+      } else if (name == "call") {
+        std::string_view call;
+        if (value.get_string().get(call)) throw NotationError("\"call\" must be a string");
+        request.call = std::string(call);
+        haveCall = true;
+      } else if (name == "args") {
+        simdjson::ondemand::array args;
+        if (value.get_array().get(args)) throw NotationError("\"args\" must be a list");
+        for (auto item : args) {
+          simdjson::ondemand::value v;
+          if (item.get(v)) throw NotationError("malformed JSON");
+          request.args.push_back(readNotation(rawText(v), ReadOptions{.allowNothing = true}));
+        }
+      } else if (name == "errorOut") {
+        bool errorOut;
+        if (value.get_bool().get(errorOut)) throw NotationError("\"errorOut\" must be true or false");
+        request.errorOut = errorOut;
+      } else {
+        throw NotationError("unknown request key \"" + std::string(name) + "\"");
+      }
+    }
+    // Anything after the object would otherwise go unnoticed.
+    const char* rest = nullptr;
+    if (!doc.current_location().get(rest)) throw NotationError("trailing characters after the request");
+  } catch (const simdjson::simdjson_error&) {
+    throw NotationError("malformed JSON");
+  }
+  if (!haveCall) throw NotationError("the request has no \"call\"");
+  return request;
+}
+
+std::string answerRequestLine(std::string_view line) {
+  std::optional<std::string> idJson;
+  auto usage = [&](const std::string& what) {
+    std::string out = "{";
+    if (idJson) out += "\"id\": " + *idJson + ", ";
+    out += "\"usage\": ";
+    appendJsonString(what, out);
+    out += '}';
+    return out;
+  };
+  Request request;
+  try {
+    request = readRequest(line, idJson);
+  } catch (const NotationError& e) {
+    return usage(e.what());
+  }
+  const Command* command = registry().find(request.call);
+  if (!command) return usage("unknown selector " + request.call);
+  if (request.args.size() != command->argumentCount())
+    return usage(request.call + " takes " + std::to_string(command->argumentCount()) + " argument" +
+                 (command->argumentCount() == 1 ? "" : "s") + ", not " + std::to_string(request.args.size()));
+  Outcome outcome = command->invoke(request.args, request.errorOut);
+  return envelopeJson(outcome, idJson ? std::optional<std::string_view>(*idJson) : std::nullopt);
+}
+
+int serve(std::istream& in, std::ostream& out) {
+  std::string line;
+  while (std::getline(in, line)) {
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    out << answerRequestLine(line) << '\n';
+    out.flush();
+  }
+  return 0;
+}
+
+}  // namespace tessaro

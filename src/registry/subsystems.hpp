@@ -1,0 +1,12 @@
+// Each subsystem's registration function: it adds that subsystem's selectors
+// to the table. Listing a subsystem here is all it takes to serve it.
+#pragma once
+
+namespace tessaro {
+class Registry;
+
+void registerBridgeInfoCommands(Registry& r);      // src/bridge/info_commands.cpp
+void registerFordingCommands(Registry& r);         // src/bridge/fording_commands.cpp
+void registerFileReferenceCommands(Registry& r);   // src/bridge/file_reference_commands.cpp
+void registerDateCommands(Registry& r);            // src/bridge/date_commands.cpp
+}  // namespace tessaro

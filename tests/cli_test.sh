@@ -1,0 +1,58 @@
+#!/usr/bin/env bash
+# End-to-end checks of the `tessaro` command line and server.
+set -u
+tessaro=$1
+passed=0
+failed=0
+tmp=$(mktemp -d)
+trap 'rm -rf "$tmp"' EXIT
+
+check() {  # name, expected, actual
+  if [ "$2" == "$3" ]; then
+    passed=$((passed + 1))
+  else
+    failed=$((failed + 1))
+    printf 'FAIL %s\n  expected: %s\n  actual:   %s\n' "$1" "$2" "$3"
+  fi
+}
+
+# call: envelope and exit status.
+out=$("$tessaro" call frameworkVersion); status=$?
+check "call result" '{"result": "0.1.0"}' "$out"
+check "call status" 0 "$status"
+out=$("$tessaro" call fordEvent); check "no result prints {}" '{}' "$out"
+"$tessaro" call noSuch: 1 >/dev/null 2>"$tmp/err"; status=$?
+check "unknown selector is a usage problem" 64 "$status"
+grep -q "unknown selector" "$tmp/err"; check "usage explained on stderr" 0 $?
+"$tessaro" call fordEvent 1 >/dev/null 2>&1; check "wrong argument count" 64 $?
+"$tessaro" call URLFrom: '[1,' >/dev/null 2>&1; check "malformed JSON argument" 64 $?
+"$tessaro" bogus >/dev/null 2>&1; check "unknown verb" 64 $?
+
+# list: public selectors first.
+"$tessaro" list >"$tmp/list"; check "list status" 0 $?
+first_private=$(grep -n '^KRV_' "$tmp/list" | head -1 | cut -d: -f1)
+last_public=$(grep -vn '^KRV_' "$tmp/list" | tail -1 | cut -d: -f1)
+[ -z "$first_private" ] || [ "$last_public" -lt "$first_private" ]; check "public before private" 0 $?
+
+# serve: many requests in one go, a malformed line in the middle.
+python3 - "$tmp/requests" <<'PY'
+import json, sys
+with open(sys.argv[1], "w") as f:
+    for i in range(10000):
+        if i == 5000:
+            f.write('{"id": "bad", "call": \n')
+        f.write(json.dumps({"id": i, "call": "frameworkVersion", "args": []}) + "\n")
+    f.write('{"id": [1, {"a": null}], "call": "fordEvent", "args": []}\n')
+    f.write('{"call": "noSuch:", "args": [1]}\n')
+    f.write('not json at all\n')
+PY
+"$tessaro" serve <"$tmp/requests" >"$tmp/answers"; check "serve exits 0 at end of input" 0 $?
+check "one answer per line" 10004 "$(wc -l <"$tmp/answers")"
+check "answers keep order" '{"id": 9999, "result": "0.1.0"}' "$(sed -n 10001p "$tmp/answers")"
+check "malformed line gets a usage answer" usage "$(sed -n 5001p "$tmp/answers" | python3 -c 'import json,sys; print(*[k for k in json.load(sys.stdin) if k=="usage"])')"
+check "next line still served" '{"id": 5000, "result": "0.1.0"}' "$(sed -n 5002p "$tmp/answers")"
+check "id echoed unchanged" '{"id": [1, {"a": null}]}' "$(sed -n 10002p "$tmp/answers")"
+check "unknown selector answer" '{"usage": "unknown selector noSuch:"}' "$(sed -n 10003p "$tmp/answers")"
+
+echo "$passed passed, $failed failed"
+[ "$failed" -eq 0 ]
