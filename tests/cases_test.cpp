@@ -115,6 +115,8 @@ class ScopedEnvironment {
   std::vector<std::pair<std::string, std::optional<std::string>>> saved_;
 };
 
+void PrintTo(const Case& c, std::ostream* os) { *os << c.file << ".jsonl:" << c.line; }
+
 class CommandCase : public testing::TestWithParam<Case> {};
 
 TEST_P(CommandCase, AnswersAsExpected) {

@@ -96,7 +96,6 @@ class Value {
   static Value integer(std::int64_t i) noexcept;
   static Value real(double d) noexcept;
   static Value string(std::u16string_view s);
-  static Value string(std::u16string&& s);
   static Value fromUtf8(std::string_view utf8);  // invalid bytes become U+FFFD
   static Value date(double secondsSinceReferenceDate) noexcept;
   static Value data(std::string bytes);
@@ -228,6 +227,8 @@ class Record {
   // Adds the entry, or replaces the value of an existing key in its place.
   void set(Value key, Value value);
   void set(std::u16string_view key, Value value) { set(Value::string(key), std::move(value)); }
+  // Adds an entry whose key the caller knows to be new, without looking.
+  void appendNew(Value key, Value value);
   const Value* find(std::u16string_view key) const noexcept;
   std::span<const Entry> entries() const noexcept { return entries_; }
   std::size_t size() const noexcept { return entries_.size(); }
@@ -235,7 +236,15 @@ class Record {
   void reserve(std::size_t n) { entries_.reserve(n); }
 
  private:
+  // Small records are searched in order; larger ones keep an open-addressing
+  // table of entry positions (position + 1; 0 is an empty slot).
+  static constexpr std::size_t kIndexFrom = 12;
+  std::ptrdiff_t position(std::u16string_view key) const noexcept;
+  void indexEntry(std::size_t position);
+  void rebuildIndex();
+
   std::vector<Entry> entries_;
+  std::vector<std::uint32_t> slots_;
 };
 
 // A set of non-negative integer indexes, held as ascending disjoint runs.

@@ -22,7 +22,7 @@ inline constexpr std::uint64_t kNone = kData | kDates | kFiles | kReals;
 
 // The mask argument is a host number (or anything that reads as one).
 inline std::uint64_t readMask(const Value& mask) { return std::uint64_t(mask.integerValue()); }
-inline bool converts(std::uint64_t mask, std::uint64_t bit) noexcept { return (mask & bit) != 0; }
+inline bool converts(std::uint64_t mask, std::uint64_t bit) noexcept { return (mask & bit) == 0; }
 
 // The host's answer when a value is asked for something its kind lacks.
 [[noreturn]] inline void doesNotAnswer(const Value& v, const char* selector) {
@@ -63,7 +63,7 @@ Value walkRecord(const Value& record, Convert convert) {
   for (const auto& [key, value] : record.asRecord().entries()) {
     Value converted = convert(value);
     if (converted.isNothing()) noValueInserted("record");
-    result.set(key, std::move(converted));
+    result.appendNew(key, std::move(converted));  // the keys are already distinct
   }
   return Value::record(std::move(result));
 }

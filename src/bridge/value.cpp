@@ -227,8 +227,6 @@ Value Value::string(std::u16string_view s) {
   return v;
 }
 
-Value Value::string(std::u16string&& s) { return string(std::u16string_view(s)); }
-
 Value Value::fromUtf8(std::string_view utf8) {
   if (utf8.size() <= kInlineChars) {
     bool ascii = std::all_of(utf8.begin(), utf8.end(), [](char c) { return (unsigned char)c < 0x80; });
@@ -529,19 +527,54 @@ Record::Record(std::initializer_list<std::pair<std::u16string_view, Value>> entr
 }
 
 void Record::set(Value key, Value value) {
-  for (auto& entry : entries_) {
-    if (entry.first.asString() == key.asString()) {
-      entry.second = std::move(value);
-      return;
-    }
+  std::ptrdiff_t at = position(key.asString());
+  if (at >= 0) {
+    entries_[std::size_t(at)].second = std::move(value);
+    return;
   }
+  appendNew(std::move(key), std::move(value));
+}
+
+void Record::appendNew(Value key, Value value) {
   entries_.emplace_back(std::move(key), std::move(value));
+  if (entries_.size() < kIndexFrom) return;
+  if (entries_.size() * 2 > slots_.size())
+    rebuildIndex();
+  else
+    indexEntry(entries_.size() - 1);
+}
+
+void Record::rebuildIndex() {
+  std::size_t capacity = 32;
+  while (capacity < entries_.size() * 4) capacity *= 2;
+  slots_.assign(capacity, 0);
+  for (std::size_t i = 0; i < entries_.size(); ++i) indexEntry(i);
+}
+
+void Record::indexEntry(std::size_t at) {
+  std::size_t mask = slots_.size() - 1;
+  std::size_t slot = std::hash<std::u16string_view>{}(entries_[at].first.asString()) & mask;
+  while (slots_[slot] != 0) slot = (slot + 1) & mask;
+  slots_[slot] = std::uint32_t(at + 1);
+}
+
+std::ptrdiff_t Record::position(std::u16string_view key) const noexcept {
+  if (slots_.empty()) {
+    for (std::size_t i = 0; i < entries_.size(); ++i)
+      if (entries_[i].first.asString() == key) return std::ptrdiff_t(i);
+    return -1;
+  }
+  std::size_t mask = slots_.size() - 1;
+  for (std::size_t slot = std::hash<std::u16string_view>{}(key) & mask; slots_[slot] != 0; slot = (slot + 1) & mask) {
+    std::size_t at = slots_[slot] - 1;
+    if (entries_[at].first.asString() == key) return std::ptrdiff_t(at);
+  }
+  return -1;
 }
 
 const Value* Record::find(std::u16string_view key) const noexcept {
-  for (const auto& entry : entries_)
-    if (entry.first.asString() == key) return &entry.second;
-  return nullptr;
+  std::ptrdiff_t at = position(key);
+  return at < 0 ? nullptr : &entries_[std::size_t(at)].second;
 }
 
 void IndexSet::addRange(std::uint64_t location, std::uint64_t length) {

@@ -13,6 +13,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <ctime>
+#include <initializer_list>
 #include <limits>
 
 namespace tessaro::platform {
@@ -128,7 +129,11 @@ std::optional<std::u16string> DateFormatter::format(double secondsSince2001) con
 
 std::optional<std::array<std::int64_t, 4>> calendarComponents(double secondsSince2001,
                                                               const std::array<CalendarField, 4>& fields) {
-  auto calendar = calendarAt(secondsSince2001);
+  // The calendar reads the whole second and the fraction is taken apart, so
+  // that rounding in the conversion to milliseconds cannot carry the fields
+  // into the next second while the fraction stays just below 1.
+  const double wholeSeconds = std::floor(secondsSince2001);
+  auto calendar = calendarAt(wholeSeconds);
   if (!calendar) return std::nullopt;
   std::array<std::int64_t, 4> values{};
   UErrorCode status = U_ZERO_ERROR;
@@ -145,10 +150,9 @@ std::optional<std::array<std::int64_t, 4>> calendarComponents(double secondsSinc
       case CalendarField::minute: values[i] = calendar->get(UCAL_MINUTE, status); break;
       case CalendarField::second: values[i] = calendar->get(UCAL_SECOND, status); break;
       case CalendarField::nanosecond: {
-        // Taken from the seconds themselves: ICU's calendars stop at whole
-        // milliseconds. Zone offsets are whole seconds, so the fraction is
-        // the same in every zone.
-        double fraction = secondsSince2001 - std::floor(secondsSince2001);
+        // ICU's calendars stop at whole milliseconds. Zone offsets are whole
+        // seconds, so the fraction is the same in every zone.
+        double fraction = secondsSince2001 - wholeSeconds;
         values[i] = std::min<std::int64_t>(std::llround(fraction * 1e9), 999999999);
         break;
       }
@@ -159,6 +163,15 @@ std::optional<std::array<std::int64_t, 4>> calendarComponents(double secondsSinc
 }
 
 std::optional<double> composeDate(const CalendarFields& fields) {
+  // ICU's calendars hold about 5.8 million years either side of 1970 and do
+  // their day arithmetic in 32 bits, which wraps silently for fields much
+  // larger than that. Fields that add up to more than five million years are
+  // refused before they reach it.
+  double years = std::fabs(double(fields.year)) + std::fabs(double(fields.month)) / 12 +
+                 std::fabs(double(fields.day)) / 365 + std::fabs(double(fields.hour)) / (24 * 365) +
+                 std::fabs(double(fields.minute)) / (60 * 24 * 365) +
+                 std::fabs(double(fields.second)) / (60 * 60 * 24 * 365);
+  if (years > 5e6) return std::nullopt;
   UErrorCode status = U_ZERO_ERROR;
   std::unique_ptr<icu::Calendar> calendar(icu::Calendar::createInstance(status));
   if (U_FAILURE(status) || !calendar) return std::nullopt;

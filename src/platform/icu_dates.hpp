@@ -20,10 +20,12 @@ namespace tessaro::platform {
 // Seconds between 1970-01-01 and 2001-01-01, both GMT.
 inline constexpr double kReferenceDateUnixSeconds = 978307200.0;
 
+// Scaled before the epochs are shifted, so that a fraction of a second near
+// 2001 is not lost to the size of the offset.
 inline constexpr double toUDate(double secondsSince2001) noexcept {
-  return (secondsSince2001 + kReferenceDateUnixSeconds) * 1000.0;
+  return secondsSince2001 * 1000.0 + kReferenceDateUnixSeconds * 1000.0;
 }
-inline constexpr double fromUDate(double udate) noexcept { return udate / 1000.0 - kReferenceDateUnixSeconds; }
+inline constexpr double fromUDate(double udate) noexcept { return (udate - kReferenceDateUnixSeconds * 1000.0) / 1000.0; }
 
 // Re-reads the time zone (TZ) and the locale (LC_ALL, else LC_MESSAGES, else
 // LANG, the variables ICU itself reads at start-up) from the environment and
@@ -92,7 +94,8 @@ struct CalendarFields {
 
 // The date that the fields name in the default calendar and time zone, read
 // leniently as the host's calendars do (month 13 is January of the next
-// year); no value when the result lies beyond the calendar's range.
+// year); no value when the result lies beyond the calendar's range, or the
+// fields together count more than five million years.
 std::optional<double> composeDate(const CalendarFields& fields);
 
 }  // namespace tessaro::platform

@@ -1,5 +1,5 @@
-// File references: URL string checks, the forms URLFrom: folds into a url,
-// and HFS paths of real folders, packages and files.
+// File references: URL string checks, descriptor coercion, and HFS paths of
+// real folders, packages and files (the command cases cover the rest).
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -8,7 +8,6 @@
 
 #include "../platform/platform_test_support.hpp"
 #include "platform/file_references.hpp"
-#include "tessaro/errors.hpp"
 #include "tessaro/krv_forder.hpp"
 
 namespace tessaro {
@@ -35,42 +34,6 @@ TEST(URLStrings, OnlyFileURLDescriptorsCoerce) {
   EXPECT_FALSE(platform::coerceToFileURL(Descriptor(codes::alias, "file:///x")));
   EXPECT_FALSE(platform::coerceToFileURL(Descriptor(codes::bookmark, "book")));
   EXPECT_FALSE(platform::coerceToFileURL(Descriptor(codes::utf8Text, "file:///x")));
-}
-
-TEST(URLFrom, EveryFormOfFileName) {
-  ScratchFolder home;
-  ASSERT_FALSE(home.path().empty());
-  ScopedEnv homeVariable("HOME", home.path());
-  ScopedEnv startup("TESSARO_STARTUP_VOLUME", "Boot");
-  ScopedEnv volumes("TESSARO_VOLUMES_DIR", "/Volumes");
-
-  EXPECT_EQ(K::URLFrom_(str("~")), Value::url("file://" + home.path() + "/"));
-  EXPECT_EQ(K::URLFrom_(str("~/no such")), Value::url("file://" + home.path() + "/no%20such"));
-  EXPECT_EQ(K::URLFrom_(str("/")), Value::url("file:///"));
-  EXPECT_EQ(K::URLFrom_(str("Boot:tmp:")), Value::url("file:///tmp/"));
-  EXPECT_EQ(K::URLFrom_(str("Disk:Users:")), Value::url("file:///Volumes/Disk/Users/"));
-  EXPECT_EQ(K::URLFrom_(str("Disk:a/b")), Value::url("file:///Volumes/Disk/a:b"));
-  EXPECT_TRUE(K::URLFrom_(str("")).isNothing());
-
-  const Value web = Value::url("https://example.com/");
-  EXPECT_EQ(K::URLFrom_(web), web);
-  EXPECT_EQ(K::URLFrom_(Value::descriptor(Descriptor(codes::fileURL, "file:///x"))), Value::url("file:///x"));
-  EXPECT_TRUE(K::URLFrom_(Value::descriptor(Descriptor(codes::utf8Text, "/tmp"))).isNothing());
-  EXPECT_TRUE(K::URLFrom_(Value::descriptor(Descriptor(codes::bookmark, "b"))).isNothing());
-  for (const Value& v : {Value::integer(1), Value::null(), Value::list({str("/")}), Value()})
-    EXPECT_TRUE(K::URLFrom_(v).isNothing());
-
-  EXPECT_EQ(K::URLsFrom_(Value::list({str("/"), Value::integer(1), web})),
-            Value::list({Value::url("file:///"), Value::null(), web}));
-  EXPECT_TRUE(K::URLsFrom_(str("/")).isNothing());
-  EXPECT_THROW(K::KRV_fordURLFromHFSPath_(Value::integer(1)), HostFailure);
-}
-
-TEST(FileFromURL, FileURLsOnly) {
-  EXPECT_EQ(K::fileFromURL_(Value::url("file:///a%20b/")),
-            Value::descriptor(Descriptor(codes::fileURL, "file:///a%20b/")));
-  EXPECT_TRUE(K::fileFromURL_(Value::url("https://example.com/")).isNothing());
-  EXPECT_TRUE(K::fileFromURL_(str("/tmp")).isNothing());
 }
 
 TEST(HFSPathFromURL, FoldersPackagesAndFiles) {

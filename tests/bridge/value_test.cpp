@@ -188,3 +188,28 @@ TEST(Descriptor, FourCharacterCodes) {
 
 }  // namespace
 }  // namespace tessaro
+
+namespace tessaro {
+namespace {
+
+TEST(Record, LargeRecordsFindEveryKeyAndReplaceInPlace) {
+  Record r;
+  for (int i = 0; i < 1000; ++i) r.set(Value::fromUtf8("key" + std::to_string(i)), Value::integer(i));
+  ASSERT_EQ(r.size(), 1000u);
+  for (int i = 0; i < 1000; i += 37) {
+    std::u16string key = u"key" + std::u16string(Value::fromUtf8(std::to_string(i)).asString());
+    const Value* v = r.find(key);
+    ASSERT_NE(v, nullptr) << i;
+    EXPECT_EQ(*v, Value::integer(i));
+  }
+  EXPECT_EQ(r.find(u"key1000"), nullptr);
+  r.set(u"key500", Value::null());
+  EXPECT_EQ(r.size(), 1000u);
+  EXPECT_EQ(r.entries()[500].second, Value::null());
+  Record copy = r;  // the copy's index still finds its own entries
+  EXPECT_EQ(*copy.find(u"key999"), Value::integer(999));
+  EXPECT_EQ(Value::record(copy), Value::record(r));
+}
+
+}  // namespace
+}  // namespace tessaro

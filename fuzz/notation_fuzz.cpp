@@ -1,0 +1,34 @@
+// Feeds arbitrary bytes to the notation reader. Reading may refuse the text,
+// but must never crash; whatever it accepts must print to a text that reads
+// back and prints identically.
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+#include <string_view>
+
+#include "tessaro/notation.hpp"
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const tessaro::ReadOptions options{.allowNothing = true};
+  std::string_view text(reinterpret_cast<const char*>(data), size);
+  tessaro::Value value;
+  try {
+    value = tessaro::readNotation(text, options);
+  } catch (const tessaro::NotationError&) {
+    return 0;
+  }
+  std::string printed = tessaro::printNotation(value);
+  std::string again;
+  try {
+    again = tessaro::printNotation(tessaro::readNotation(printed, options));
+  } catch (const tessaro::NotationError& e) {
+    std::fprintf(stderr, "printed text does not read back (%s):\n%s\n", e.what(), printed.c_str());
+    std::abort();
+  }
+  if (again != printed) {
+    std::fprintf(stderr, "printing is not stable:\n%s\n%s\n", printed.c_str(), again.c_str());
+    std::abort();
+  }
+  return 0;
+}

@@ -1,0 +1,412 @@
+// Prints values in the canonical notation: ", " and ": " as separators,
+// strings as UTF-8 with only the quote, the backslash and control characters
+// escaped, reals always with a '.' or an exponent, and the tagged forms for
+// everything JSON has no kind for. Whatever the reader accepts prints back
+// to a text that reads as the same value.
+#include <charconv>
+#include <cmath>
+
+#include <openssl/evp.h>
+#include <unicode/utf16.h>
+#include <unicode/utf8.h>
+
+#include "interface/notation_tags.hpp"
+#include "tessaro/host_objects.hpp"
+#include "tessaro/notation.hpp"
+
+namespace tessaro {
+
+namespace {
+
+constexpr char kHex[] = "0123456789abcdef";
+
+bool isPlainAscii(char16_t c) noexcept { return c >= 0x20 && c < 0x80 && c != '"' && c != '\\'; }
+
+// Bytes that a code unit below 0x80 takes once escaped.
+std::size_t asciiWidth(char16_t c) noexcept {
+  if (isPlainAscii(c)) return 1;
+  switch (c) {
+    case '"': case '\\': case '\b': case '\f': case '\n': case '\r': case '\t':
+      return 2;
+    default:
+      return 6;
+  }
+}
+
+char* writeAsciiEscape(char16_t c, char* p) noexcept {
+  *p++ = '\\';
+  switch (c) {
+    case '"': *p++ = '"'; break;
+    case '\\': *p++ = '\\'; break;
+    case '\b': *p++ = 'b'; break;
+    case '\f': *p++ = 'f'; break;
+    case '\n': *p++ = 'n'; break;
+    case '\r': *p++ = 'r'; break;
+    case '\t': *p++ = 't'; break;
+    default:
+      *p++ = 'u';
+      *p++ = '0';
+      *p++ = '0';
+      *p++ = kHex[c >> 4];
+      *p++ = kHex[c & 0xF];
+  }
+  return p;
+}
+
+// A JSON string of UTF-16 text. Lone surrogates, which UTF-8 cannot carry,
+// print as \udxxx escapes. The exact length is measured first so that the
+// text is written in one go.
+void appendJsonUtf16(std::u16string_view s, std::string& out) {
+  std::size_t length = 2;
+  for (std::size_t i = 0; i < s.size(); ++i) {
+    char16_t c = s[i];
+    if (c < 0x80) length += asciiWidth(c);
+    else if (c < 0x800) length += 2;
+    else if (U16_IS_LEAD(c) && i + 1 < s.size() && U16_IS_TRAIL(s[i + 1])) length += 4, ++i;
+    else if (U16_IS_SURROGATE(c)) length += 6;
+    else length += 3;
+  }
+  std::size_t start = out.size();
+  out.resize(start + length);
+  char* p = out.data() + start;
+  *p++ = '"';
+  for (std::size_t i = 0; i < s.size(); ++i) {
+    char16_t c = s[i];
+    if (isPlainAscii(c)) {
+      *p++ = char(c);
+    } else if (c < 0x80) {
+      p = writeAsciiEscape(c, p);
+    } else if (c < 0x800) {
+      *p++ = char(0xC0 | (c >> 6));
+      *p++ = char(0x80 | (c & 0x3F));
+    } else if (U16_IS_LEAD(c) && i + 1 < s.size() && U16_IS_TRAIL(s[i + 1])) {
+      UChar32 cp = U16_GET_SUPPLEMENTARY(c, s[i + 1]);
+      ++i;
+      *p++ = char(0xF0 | (cp >> 18));
+      *p++ = char(0x80 | ((cp >> 12) & 0x3F));
+      *p++ = char(0x80 | ((cp >> 6) & 0x3F));
+      *p++ = char(0x80 | (cp & 0x3F));
+    } else if (U16_IS_SURROGATE(c)) {
+      *p++ = '\\';
+      *p++ = 'u';
+      for (int shift = 12; shift >= 0; shift -= 4) *p++ = kHex[(c >> shift) & 0xF];
+    } else {
+      *p++ = char(0xE0 | (c >> 12));
+      *p++ = char(0x80 | ((c >> 6) & 0x3F));
+      *p++ = char(0x80 | (c & 0x3F));
+    }
+  }
+  *p = '"';
+}
+
+bool isValidUtf8(std::string_view s) noexcept {
+  std::int32_t i = 0, n = std::int32_t(s.size());
+  while (i < n) {
+    UChar32 c;
+    U8_NEXT(s.data(), i, n, c);
+    if (c < 0) return false;
+  }
+  return true;
+}
+
+template <class Int>
+void appendInteger(Int i, std::string& out) {
+  char buffer[24];
+  auto result = std::to_chars(buffer, buffer + sizeof buffer, i);
+  out.append(buffer, result.ptr);
+}
+
+// A number inside a tagged form: a real, or {"$real": …} when not finite.
+void appendNumber(double d, std::string& out) {
+  if (std::isfinite(d)) {
+    printReal(d, out);
+    return;
+  }
+  out += "{\"$real\": \"";
+  printReal(d, out);
+  out += "\"}";
+}
+
+void appendNumbers(const std::vector<double>& numbers, std::string& out) {
+  out += '[';
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    if (i) out += ", ";
+    appendNumber(numbers[i], out);
+  }
+  out += ']';
+}
+
+// A four-character code as text: its bytes when they are UTF-8, otherwise
+// one character per byte (which the reader knows to take back as bytes).
+void appendFourCC(FourCC code, std::string& out) {
+  std::string bytes = fourCCString(code);
+  if (isValidUtf8(bytes)) {
+    notation::appendJsonUtf8(bytes, out);
+    return;
+  }
+  std::u16string latin1(bytes.begin(), bytes.end());
+  for (std::size_t i = 0; i < bytes.size(); ++i) latin1[i] = char16_t(std::uint8_t(bytes[i]));
+  appendJsonUtf16(latin1, out);
+}
+
+void appendDescriptor(const Descriptor& d, std::string& out) {
+  out += "{\"$descriptor\": {\"type\": ";
+  appendFourCC(d.type(), out);
+  switch (d.form()) {
+    case Descriptor::Form::bytes:
+      out += ", \"hex\": \"";
+      for (char byte : d.data()) {
+        out += kHex[std::uint8_t(byte) >> 4];
+        out += kHex[std::uint8_t(byte) & 0xF];
+      }
+      out += '"';
+      break;
+    case Descriptor::Form::list:
+      out += ", \"items\": [";
+      for (std::size_t i = 0; i < d.items().size(); ++i) {
+        if (i) out += ", ";
+        appendDescriptor(d.items()[i], out);
+      }
+      out += ']';
+      break;
+    case Descriptor::Form::record: {
+      out += ", \"items\": ";
+      // A lone keyword that spells a tag ("$url") needs the record escape.
+      bool escape = d.fields().size() == 1 && notation::tagNamed(fourCCString(d.fields()[0].first)).has_value();
+      if (escape) out += "{\"$record\": ";
+      out += '{';
+      for (std::size_t i = 0; i < d.fields().size(); ++i) {
+        if (i) out += ", ";
+        appendFourCC(d.fields()[i].first, out);
+        out += ": ";
+        appendDescriptor(d.fields()[i].second, out);
+      }
+      out += '}';
+      if (escape) out += '}';
+      break;
+    }
+  }
+  out += "}}";
+}
+
+void appendBase64(std::string_view bytes, std::string& out) {
+  std::size_t start = out.size();
+  out.resize(start + (bytes.size() + 2) / 3 * 4 + 1);  // the encoder adds a NUL
+  int n = EVP_EncodeBlock(reinterpret_cast<unsigned char*>(out.data() + start),
+                          reinterpret_cast<const unsigned char*>(bytes.data()), int(bytes.size()));
+  out.resize(start + std::size_t(n));
+}
+
+void appendBezier(const BezierPath& path, std::string& out) {
+  static constexpr const char* kNames[] = {"moveto", "lineto", "curveto", "closepath"};
+  out += "{\"$bezier\": {\"elements\": [";
+  for (std::size_t i = 0; i < path.elements.size(); ++i) {
+    const BezierPath::Element& e = path.elements[i];
+    if (i) out += ", ";
+    out += "[\"";
+    out += kNames[std::size_t(e.kind) & 3];
+    out += '"';
+    std::size_t points = e.kind == BezierPath::ElementKind::curveTo     ? 3
+                         : e.kind == BezierPath::ElementKind::closePath ? 0
+                                                                       : 1;
+    for (std::size_t k = 0; k < points; ++k) {
+      out += ", [";
+      appendNumber(e.points[k].x, out);
+      out += ", ";
+      appendNumber(e.points[k].y, out);
+      out += ']';
+    }
+    out += ']';
+  }
+  out += ']';
+  if (!path.dash.empty()) {
+    out += ", \"dash\": ";
+    appendNumbers(path.dash, out);
+    out += ", \"phase\": ";
+    appendNumber(path.phase, out);
+  }
+  out += "}}";
+}
+
+void appendObject(const Value& v, std::string& out) {
+  if (const auto* path = v.objectAs<BezierPath>()) return appendBezier(*path, out);
+  if (const auto* color = v.objectAs<Color>()) {
+    out += "{\"$color\": {\"space\": ";
+    notation::appendJsonUtf8(color->space, out);
+    out += ", \"components\": ";
+    appendNumbers(color->components, out);
+    out += "}}";
+    return;
+  }
+  if (const auto* locale = v.objectAs<LocaleObject>()) {
+    out += "{\"$locale\": ";
+    notation::appendJsonUtf8(locale->identifier, out);
+    out += '}';
+    return;
+  }
+  if (const auto* script = v.objectAs<ScriptTarget>()) {
+    out += "{\"$script\": {";
+    if (script->hasHandlers()) {
+      out += "\"command\": [";
+      for (std::size_t i = 0; i < script->command.size(); ++i) {
+        if (i) out += ", ";
+        notation::appendJsonUtf8(script->command[i], out);
+      }
+      out += ']';
+    }
+    out += "}}";
+    return;
+  }
+  throw NotationError("a host object of kind " + std::string(v.asObject().tag()) + " has no notation");
+}
+
+void appendRecord(const Record& record, std::string& out) {
+  // A record whose one key is a tag name would read back as that tag.
+  bool escape = record.size() == 1 && notation::tagNamed(record.entries()[0].first.asString()).has_value();
+  if (escape) out += "{\"$record\": ";
+  out += '{';
+  bool first = true;
+  for (const auto& [key, value] : record.entries()) {
+    if (!first) out += ", ";
+    first = false;
+    appendJsonUtf16(key.asString(), out);
+    out += ": ";
+    printNotation(value, out);
+  }
+  out += '}';
+  if (escape) out += '}';
+}
+
+}  // namespace
+
+namespace notation {
+
+void appendJsonUtf8(std::string_view s, std::string& out) {
+  out.reserve(out.size() + s.size() + 2);
+  out += '"';
+  std::int32_t i = 0, n = std::int32_t(s.size());
+  while (i < n) {
+    auto c = std::uint8_t(s[std::size_t(i)]);
+    if (c < 0x80) {
+      if (isPlainAscii(c)) {
+        out += char(c);
+      } else {
+        char buffer[6];
+        out.append(buffer, writeAsciiEscape(c, buffer));
+      }
+      ++i;
+      continue;
+    }
+    std::int32_t start = i;
+    UChar32 cp;
+    U8_NEXT(s.data(), i, n, cp);
+    if (cp < 0) out += "\xEF\xBF\xBD";
+    else out.append(s.data() + start, std::size_t(i - start));
+  }
+  out += '"';
+}
+
+}  // namespace notation
+
+void printReal(double d, std::string& out) {
+  if (std::isnan(d)) {
+    out += "nan";
+    return;
+  }
+  if (std::isinf(d)) {
+    out += d < 0 ? "-inf" : "inf";
+    return;
+  }
+  char buffer[32];
+  auto result = std::to_chars(buffer, buffer + sizeof buffer, d);
+  std::string_view text(buffer, std::size_t(result.ptr - buffer));
+  out += text;
+  // Integral values print without a point ("2"); a real must stay a real.
+  if (text.find_first_of(".e") == std::string_view::npos) out += ".0";
+}
+
+void printNotation(const Value& v, std::string& out) {
+  switch (v.kind()) {
+    case ValueKind::nothing:
+      out += "{\"$nothing\": true}";
+      return;
+    case ValueKind::null:
+      out += "null";
+      return;
+    case ValueKind::boolean:
+      out += v.asBoolean() ? "true" : "false";
+      return;
+    case ValueKind::integer:
+      appendInteger(v.asInteger(), out);
+      return;
+    case ValueKind::real:
+      appendNumber(v.asReal(), out);
+      return;
+    case ValueKind::string:
+      appendJsonUtf16(v.asString(), out);
+      return;
+    case ValueKind::date:
+      out += "{\"$date\": ";
+      appendNumber(v.asDate(), out);
+      out += '}';
+      return;
+    case ValueKind::data:
+      out += "{\"$data\": \"";
+      appendBase64(v.asData(), out);
+      out += "\"}";
+      return;
+    case ValueKind::list: {
+      out += '[';
+      bool first = true;
+      for (const Value& item : v.asList()) {
+        if (!first) out += ", ";
+        first = false;
+        printNotation(item, out);
+      }
+      out += ']';
+      return;
+    }
+    case ValueKind::record:
+      appendRecord(v.asRecord(), out);
+      return;
+    case ValueKind::url:
+      out += "{\"$url\": ";
+      notation::appendJsonUtf8(v.asUrl(), out);
+      out += '}';
+      return;
+    case ValueKind::indexSet: {
+      out += "{\"$indexSet\": [";
+      bool first = true;
+      for (Range run : v.asIndexSet().runs()) {
+        for (std::uint64_t i = 0; i < run.length; ++i) {
+          if (!first) out += ", ";
+          first = false;
+          appendInteger(run.location + i, out);
+        }
+      }
+      out += "]}";
+      return;
+    }
+    case ValueKind::range:
+      out += "{\"$range\": [";
+      appendInteger(v.asRange().location, out);
+      out += ", ";
+      appendInteger(v.asRange().length, out);
+      out += "]}";
+      return;
+    case ValueKind::descriptor:
+      appendDescriptor(v.asDescriptor(), out);
+      return;
+    case ValueKind::object:
+      appendObject(v, out);
+      return;
+  }
+}
+
+std::string printNotation(const Value& v) {
+  std::string out;
+  printNotation(v, out);
+  return out;
+}
+
+}  // namespace tessaro

@@ -1,0 +1,263 @@
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <string>
+
+#include "tessaro/host_objects.hpp"
+#include "tessaro/notation.hpp"
+
+namespace tessaro {
+namespace {
+
+constexpr ReadOptions kArgument{.allowNothing = true};
+
+std::string reprint(std::string_view text, ReadOptions options = {}) {
+  return printNotation(readNotation(text, options));
+}
+
+TEST(Notation, CanonicalTextsPrintBackUnchanged) {
+  const char* texts[] = {
+      "null", "true", "false", "0", "-12", "9223372036854775807", "-9223372036854775808",
+      "2.0", "0.1", "-0.0", "1e-310", "2.2250738585072014e-308", "1e+22", "123456.0", "-1.5e-07",
+      R"("")", R"("abc")", "\"h\xC3\xA9llo \xE2\x9C\x93 \xF0\x9F\x98\x80\"", R"("\ud800")", R"("a\udfffb")",
+      R"("\"\\\b\f\n\r\t\u0001\u001f")", "\"\x7F/\"",
+      "[]", "[1, [2, [3, []]], {}]", "{}", R"({"a": 1, "b": [1, 2]})", R"({"z": 1, "a": 2, "m": null})",
+      R"({"$real": "inf"})", R"({"$real": "-inf"})", R"({"$real": "nan"})",
+      R"({"$date": 482797958.5})", R"({"$date": -1.0})", R"({"$date": {"$real": "nan"}})",
+      R"({"$data": "3q2+7w=="})", R"({"$data": ""})", R"({"$data": "AAE="})",
+      R"({"$url": "file:///tmp/a%20b"})", R"({"$range": [0, 9223372036854775807]})",
+      R"({"$indexSet": [1, 3, 4, 5]})", R"({"$indexSet": []})",
+      R"({"$descriptor": {"type": "ldt ", "hex": "0011aabbccddeeff"}})",
+      R"({"$descriptor": {"type": "enum", "hex": "64736c63"}})",
+      R"({"$descriptor": {"type": "list", "items": [{"$descriptor": {"type": "bool", "hex": "01"}}, )"
+      R"({"$descriptor": {"type": "list", "items": []}}]}})",
+      R"({"$descriptor": {"type": "reco", "items": {"aiCl": {"$descriptor": {"type": "bool", "hex": "00"}}, )"
+      R"("pAnc": {"$descriptor": {"type": "list", "items": []}}}}})",
+      R"({"$record": {"$url": 1}})", R"({"$record": {"$record": {}}})", R"({"a": {"$record": {"$date": 2}}})",
+      R"({"$record": {"$record": {"$url": 5}}, "b": 2})",
+      R"({"$bezier": {"elements": [["moveto", [0.0, 0.0]], ["lineto", [10.0, 0.5]], )"
+      R"(["curveto", [1.0, 2.0], [3.0, 4.0], [5.0, 6.0]], ["closepath"]]}})",
+      R"({"$bezier": {"elements": [], "dash": [5.0, 2.0], "phase": 1.0}})",
+      R"({"$color": {"space": "rgb", "components": [1.0, 0.5, 0.0, 1.0]}})",
+      R"({"$color": {"space": "gray", "components": [0.25, 1.0]}})",
+      R"({"$locale": "fr_FR"})", R"({"$script": {"command": ["/bin/echo", "x"]}})", R"({"$script": {}})",
+      R"([{"$date": 1.0}, {"k": {"$url": "http://x/"}, "r": {"$range": [1, 2]}}])",
+  };
+  for (const char* text : texts) EXPECT_EQ(reprint(text), text);
+  EXPECT_EQ(reprint(R"({"$nothing": true})", kArgument), R"({"$nothing": true})");
+}
+
+TEST(Notation, NumbersKeepTheirKind) {
+  Value two = readNotation("2"), twoReal = readNotation("2.0"), thousand = readNotation("1E3");
+  EXPECT_EQ(two.kind(), ValueKind::integer);
+  EXPECT_EQ(twoReal.kind(), ValueKind::real);
+  EXPECT_EQ(thousand.kind(), ValueKind::real);
+  EXPECT_EQ(thousand.asReal(), 1000.0);
+  EXPECT_EQ(readNotation("-0").kind(), ValueKind::integer);
+  EXPECT_TRUE(std::signbit(readNotation("-0.0").asReal()));
+  EXPECT_EQ(readNotation("9223372036854775807").asInteger(), std::numeric_limits<std::int64_t>::max());
+  EXPECT_EQ(readNotation("-9223372036854775808").asInteger(), std::numeric_limits<std::int64_t>::min());
+  for (const char* tooLarge : {"9223372036854775808", "-9223372036854775809", "[18446744073709551616]",
+                               "{\"a\": 100000000000000000000000}"}) {
+    try {
+      readNotation(tooLarge);
+      ADD_FAILURE() << tooLarge << " was read";
+    } catch (const NotationError& e) {
+      EXPECT_NE(std::string(e.what()).find("out of range"), std::string::npos) << e.what();
+    }
+  }
+  // Too large for an integer is still fine as a real.
+  EXPECT_EQ(readNotation("9223372036854775808.0").asReal(), 9223372036854775808.0);
+}
+
+TEST(Notation, StringsAreUtf16WithSurrogatesKept) {
+  EXPECT_EQ(readNotation(R"("\ud83d\ude00")").asString(), u"\U0001F600");
+  EXPECT_EQ(readNotation("\"\xF0\x9F\x98\x80\"").asString(), u"\U0001F600");
+  EXPECT_EQ(readNotation(R"("\uD800")").asString(), std::u16string(1, char16_t(0xD800)));
+  EXPECT_EQ(readNotation(R"("x\uDE00\uD83D")").asString(), (std::u16string{u'x', 0xDE00, 0xD83D}));
+  EXPECT_EQ(readNotation(R"("\u00e9\/\u0041")").asString(), u"\u00e9/A");
+  // Long strings cross the word-at-a-time fast path at every offset.
+  std::string text = "\"";
+  std::u16string expected;
+  for (int i = 0; i < 40; ++i) {
+    text += "abcdefg\\n\xC3\xA9";
+    expected += u"abcdefg\n\u00e9";
+  }
+  EXPECT_EQ(readNotation(text + "\"").asString(), expected);
+  // Printing: a surrogate pair becomes one UTF-8 character, lone ones stay escapes.
+  EXPECT_EQ(printNotation(Value::string(std::u16string{0xD83D, 0xDE00, 0xDC00, 0xD800})),
+            "\"\xF0\x9F\x98\x80\\udc00\\ud800\"");
+}
+
+TEST(Notation, NonCanonicalInputPrintsCanonically) {
+  EXPECT_EQ(reprint(" { \"a\" :1 ,\"b\":[ 1,2 ] } "), R"({"a": 1, "b": [1, 2]})");
+  EXPECT_EQ(reprint(R"({"a": 1, "b": 2, "a": 3})"), R"({"a": 3, "b": 2})");
+  EXPECT_EQ(reprint(R"({"$data": "3q2+7w"})"), R"({"$data": "3q2+7w=="})");
+  EXPECT_EQ(reprint(R"({"$indexSet": [5, 1, 3, 1, 2]})"), R"({"$indexSet": [1, 2, 3, 5]})");
+  EXPECT_EQ(reprint(R"({"$descriptor": {"hex": "ABcd", "type": "doub"}})"),
+            R"({"$descriptor": {"type": "doub", "hex": "abcd"}})");
+  EXPECT_EQ(reprint(R"({"$date": 5})"), R"({"$date": 5.0})");
+  EXPECT_EQ(reprint(R"({"$real": 2})"), "2.0");
+  EXPECT_EQ(reprint(R"({"$date": "2001-01-01T00:00:00Z"})"), R"({"$date": 0.0})");
+  EXPECT_EQ(reprint(R"({"$date": "2016-04-19T08:12:38.5+02:00"})"), R"({"$date": 482739158.5})");
+  EXPECT_EQ(reprint(R"({"$date": "2000-12-31T19:00-0500"})"), R"({"$date": 0.0})");
+  EXPECT_EQ(reprint(R"({"$bezier": "M 0 0 L 1 2 z"})"),
+            R"({"$bezier": {"elements": [["moveto", [0.0, 0.0]], ["lineto", [1.0, 2.0]], ["closepath"]]}})");
+}
+
+TEST(Notation, TaggedValuesHoldWhatTheySay) {
+  Value data = readNotation(R"({"$data": "3q2+7w=="})");
+  EXPECT_EQ(data.asData(), "\xDE\xAD\xBE\xEF");
+  EXPECT_EQ(readNotation(R"({"$url": "file:///tmp/a%20b"})").asUrl(), "file:///tmp/a%20b");
+  EXPECT_EQ(readNotation(R"({"$range": [3, 4]})").asRange(), (Range{3, 4}));
+  EXPECT_EQ(readNotation(R"({"$indexSet": [7, 1, 2, 3]})").asIndexSet().indexes(),
+            (std::vector<std::uint64_t>{1, 2, 3, 7}));
+  EXPECT_TRUE(readNotation(R"({"$nothing": true})", kArgument).isNothing());
+
+  Value enumerated = readNotation(R"({"$descriptor": {"type": "enum", "hex": "64736c63"}})");
+  EXPECT_EQ(enumerated.asDescriptor(), Descriptor::fromFourCC(codes::enumerated, fourCC("clsd")));
+  Value recordDescriptor = readNotation(
+      R"({"$descriptor": {"type": "reco", "items": {"aiCl": {"$descriptor": {"type": "bool", "hex": "01"}}}}})");
+  const Descriptor& record = recordDescriptor.asDescriptor();
+  ASSERT_EQ(record.form(), Descriptor::Form::record);
+  ASSERT_NE(record.field(fourCC("aiCl")), nullptr);
+  EXPECT_EQ(*record.field(fourCC("aiCl")), Descriptor::fromBool(true));
+
+  // An escaped record is a record even when its one key is a tag.
+  Value escaped = readNotation(R"({"$record": {"$date": "not a date"}})");
+  ASSERT_TRUE(escaped.isRecord());
+  EXPECT_EQ(*escaped.asRecord().find(u"$date"), Value::string(u"not a date"));
+  // With more than one key, tag names are ordinary keys.
+  Value plain = readNotation(R"({"$url": 1, "$date": {"$date": 2.5}})");
+  ASSERT_TRUE(plain.isRecord());
+  EXPECT_EQ(plain.asRecord().find(u"$date")->kind(), ValueKind::date);
+
+  Value colorValue = readNotation(R"({"$color": {"space": "cmyk", "components": [0, 0.5, 1, 0, 1]}})");
+  const auto* color = colorValue.objectAs<Color>();
+  ASSERT_NE(color, nullptr);
+  EXPECT_EQ(color->space, "cmyk");
+  EXPECT_EQ(color->components, (std::vector<double>{0, 0.5, 1, 0, 1}));
+  Value scriptValue = readNotation(R"({"$script": {"command": ["sh", "-c", "x"]}})");
+  const auto* script = scriptValue.objectAs<ScriptTarget>();
+  ASSERT_NE(script, nullptr);
+  EXPECT_EQ(script->command, (std::vector<std::string>{"sh", "-c", "x"}));
+  EXPECT_FALSE(readNotation(R"({"$script": {}})").objectAs<ScriptTarget>()->hasHandlers());
+}
+
+TEST(Notation, ValuesBuiltInCodePrintCanonically) {
+  EXPECT_EQ(printNotation(Value::real(2)), "2.0");
+  EXPECT_EQ(printNotation(Value::real(1e-310)), "1e-310");
+  EXPECT_EQ(printNotation(Value::nothing()), R"({"$nothing": true})");
+  EXPECT_EQ(printNotation(Value::list({Value::null(), Value::boolean(false)})), "[null, false]");
+
+  Record tagLike;
+  tagLike.set(u"$date", Value::integer(1));
+  EXPECT_EQ(printNotation(Value::record(tagLike)), R"({"$record": {"$date": 1}})");
+
+  // Four-character codes that are not UTF-8 print a character per byte and read back as the same bytes.
+  Value odd = Value::descriptor(Descriptor::record({{0x2475726C /* "$url" */, Descriptor::fromBool(false)}},
+                                                   0xFF616263));
+  std::string text = printNotation(odd);
+  EXPECT_EQ(text, "{\"$descriptor\": {\"type\": \"\xC3\xBF" "abc\", \"items\": {\"$record\": {\"$url\": "
+                  "{\"$descriptor\": {\"type\": \"bool\", \"hex\": \"00\"}}}}}}");
+  EXPECT_EQ(readNotation(text), odd);
+
+  auto path = std::make_unique<BezierPath>();
+  path->elements.push_back({BezierPath::ElementKind::moveTo, {{HUGE_VAL, -0.0}}});
+  Value bezier = Value::object(path.release());
+  text = printNotation(bezier);
+  EXPECT_EQ(text, R"({"$bezier": {"elements": [["moveto", [{"$real": "inf"}, -0.0]]]}})");
+  EXPECT_EQ(readNotation(text), bezier);
+
+  std::string bytes;
+  for (int b = 0; b < 256; ++b) bytes += char(b);
+  Value data = Value::data(bytes);
+  EXPECT_EQ(readNotation(printNotation(data)), data);
+
+  EXPECT_EQ(printNotation(Value::url("http://h/\xFF\"")), "{\"$url\": \"http://h/\xEF\xBF\xBD\\\"\"}");
+}
+
+TEST(Notation, HostObjectsCompareByContent) {
+  const char* colour = R"({"$color": {"space": "rgb", "components": [1, 0.5, 0, 1]}})";
+  EXPECT_EQ(readNotation(colour), readNotation(colour));
+  EXPECT_EQ(readNotation(colour).hash(), readNotation(colour).hash());
+  EXPECT_NE(readNotation(colour), readNotation(R"({"$color": {"space": "rgb", "components": [1, 0.5, 0, 0.5]}})"));
+  EXPECT_EQ(readNotation(R"({"$locale": "de_CH"})"), readNotation(R"({"$locale": "de_CH"})"));
+  EXPECT_NE(readNotation(R"({"$locale": "de_CH"})"), readNotation(R"({"$locale": "de_DE"})"));
+  EXPECT_EQ(readNotation(R"({"$bezier": "M 0 0 H 2 Z"})"),
+            readNotation(R"({"$bezier": {"elements": [["moveto", [0, 0]], ["lineto", [2, 0]], ["closepath"]]}})"));
+  EXPECT_NE(readNotation(R"({"$bezier": {"elements": [], "dash": [1]}})"),
+            readNotation(R"({"$bezier": {"elements": []}})"));
+  EXPECT_NE(readNotation(R"({"$locale": "rgb"})"), readNotation(colour));
+  // Scripts are the same only when they are the same object.
+  EXPECT_NE(readNotation(R"({"$script": {}})"), readNotation(R"({"$script": {}})"));
+}
+
+TEST(Notation, MalformedTextIsRefused) {
+  const char* bad[] = {
+      "", "  ", "[1,]", "[,1]", "[1 2]", "{\"a\" 1}", "{\"a\":1,}", "{\"a\"}", "{1: 2}", "tru", "nul", "nulls",
+      "01", "1.", ".5", "+1", "-", "1e", "1e400", "[1e400]", "NaN", "'a'", "\"abc", "\"a\\x\"", "\"\\u12G4\"",
+      "\"\\u12\"", "\"tab\there\"", "\"nl\nhere\"", "[1]]", "[1] 2", "{} {}", "\"a\" \"b\"", "1 2", "[1]x",
+      "\"\xFF\"", "\"\xC3\"", "\"\xED\xA0\x80\"", "{\"a\xE9\": 1}", "[\"a\"\x01]",
+      // tags
+      R"([{"$nothing": true}])", R"({"a": {"$nothing": true}})", R"({"$nothing": false})",
+      R"({"$real": "infinity"})", R"({"$real": null})", R"({"$date": "2001-01-01T00:00:00"})",
+      R"({"$date": "2001-02-29T00:00:00Z"})", R"({"$date": "2001-01-01T24:00:00Z"})", R"({"$date": [1]})",
+      R"({"$date": "2001-01-01T00:00:00Zjunk"})", R"({"$data": "3q2+7"})", R"({"$data": "3q*+"})",
+      R"({"$data": "3q2+7w="})", R"({"$data": "===="})", R"({"$data": 5})",
+      R"({"$url": "no scheme"})", R"({"$url": "/tmp/x"})", R"({"$url": ":x"})", R"({"$url": "a b:c"})",
+      R"({"$url": "http://a b/"})", R"({"$range": [1]})", R"({"$range": [-1, 2]})", R"({"$range": [1.0, 2]})",
+      R"({"$indexSet": [-1]})", R"({"$indexSet": [1, "2"]})", R"({"$indexSet": 3})",
+      R"({"$descriptor": {"type": "abc", "hex": ""}})", R"({"$descriptor": {"type": "abcd", "hex": "0"}})",
+      R"({"$descriptor": {"type": "abcd", "hex": "zz"}})", R"({"$descriptor": {"type": "abcd"}})",
+      R"({"$descriptor": {"type": "abcd", "hex": "", "items": []}})",
+      R"({"$descriptor": {"type": "list", "items": [1]}})", R"({"$descriptor": {"type": "abcd", "items": []}})",
+      R"({"$descriptor": {"type": "reco", "items": {"abc": {"$descriptor": {"type": "abcd", "hex": ""}}}}})",
+      R"({"$descriptor": {"type": "abcd", "hex": "", "x": 1}})",
+      R"({"$record": 5})", R"({"$record": {"$url": 5}, "b": 2})", R"({"$bezier": "L 1 1"})",
+      R"({"$bezier": {"elements": [["lineto"]]}})", R"({"$bezier": {"elements": [["arc", [1, 2]]]}})",
+      R"({"$bezier": {"elements": [["moveto", [1, 2, 3]]]}})", R"({"$bezier": {"dash": [1]}})",
+      R"({"$bezier": {"elements": [], "colour": 1}})", R"({"$color": {"space": "rgb", "components": [1, 2]}})",
+      R"({"$color": {"space": "hsv", "components": [1, 2, 3, 4]}})", R"({"$color": {"components": [1, 1]}})",
+      R"({"$locale": ""})", R"({"$locale": "fr FR"})", R"({"$locale": 5})", R"({"$script": {"command": []}})",
+      R"({"$script": {"cmd": ["x"]}})", R"({"$script": {"command": ["a\u0000b"]}})",
+      R"({"$script": {"command": ["\udc00"]}})",
+  };
+  for (const char* text : bad) EXPECT_THROW(readNotation(text, kArgument), NotationError) << text;
+  // No value is an argument of its own, never a value of the notation otherwise.
+  EXPECT_THROW(readNotation(R"({"$nothing": true})"), NotationError);
+}
+
+TEST(Notation, NestingIsLimited) {
+  std::string deep = std::string(400, '[') + std::string(400, ']');
+  EXPECT_EQ(readNotation(deep).kind(), ValueKind::list);
+  std::string tooDeep = std::string(5000, '[') + std::string(5000, ']');
+  EXPECT_THROW(readNotation(tooDeep), NotationError);
+  std::string unbalanced = std::string(5000, '[');
+  EXPECT_THROW(readNotation(unbalanced), NotationError);
+}
+
+TEST(Notation, ReaderStateDoesNotLeakBetweenTexts) {
+  // A failed read leaves partial lists and records behind; the next read must not see them.
+  EXPECT_THROW(readNotation(R"([1, {"a": [2, 3, tru]}])"), NotationError);
+  EXPECT_EQ(reprint(R"([4, {"b": [5]}])"), R"([4, {"b": [5]}])");
+  // A long text followed by a short one whose padding once held the long one's bytes.
+  std::string longText = "[0]" + std::string(100, ']');
+  EXPECT_THROW(readNotation(longText), NotationError);
+  EXPECT_EQ(reprint("[0]"), "[0]");
+}
+
+TEST(Notation, LargeRecordsKeepOrderAndLastValue) {
+  std::string text = "{";
+  for (int i = 0; i < 100; ++i) text += "\"k" + std::to_string(i) + "\": " + std::to_string(i) + ", ";
+  text += "\"k7\": \"again\"}";
+  Value v = readNotation(text);
+  ASSERT_EQ(v.asRecord().size(), 100u);
+  EXPECT_EQ(v.asRecord().entries()[7].first, Value::string(u"k7"));
+  EXPECT_EQ(v.asRecord().entries()[7].second, Value::string(u"again"));
+  EXPECT_EQ(v.asRecord().entries()[99].second, Value::integer(99));
+}
+
+}  // namespace
+}  // namespace tessaro
