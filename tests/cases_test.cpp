@@ -17,7 +17,7 @@
 
 #include <simdjson.h>
 
-#include "platform/icu_dates.hpp"
+#include "tessaro/environment.hpp"
 #include "tessaro/notation.hpp"
 #include "tessaro/server.hpp"
 
@@ -99,7 +99,7 @@ class ScopedEnvironment {
       saved_.emplace_back(name, old ? std::optional<std::string>(old) : std::nullopt);
       setenv(name.c_str(), value.c_str(), 1);
     }
-    if (!vars.empty()) platform::resetDateDefaultsFromEnvironment();
+    if (!vars.empty()) reloadEnvironmentDefaults();
   }
   ~ScopedEnvironment() {
     for (const auto& [name, value] : saved_) {
@@ -108,7 +108,7 @@ class ScopedEnvironment {
       else
         unsetenv(name.c_str());
     }
-    if (!saved_.empty()) platform::resetDateDefaultsFromEnvironment();
+    if (!saved_.empty()) reloadEnvironmentDefaults();
   }
 
  private:

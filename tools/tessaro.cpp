@@ -9,6 +9,7 @@
 
 #include <unicode/utf8.h>
 
+#include "tessaro/environment.hpp"
 #include "tessaro/notation.hpp"
 #include "tessaro/registry.hpp"
 #include "tessaro/server.hpp"
@@ -114,6 +115,7 @@ int call(const std::vector<std::string>& words) {
 
 int main(int argc, char** argv) {
   std::ios::sync_with_stdio(false);
+  tessaro::reloadEnvironmentDefaults();
   std::vector<std::string> words(argv + 1, argv + argc);
   if (words.empty()) return usage("no command given");
   std::string verb = words.front();

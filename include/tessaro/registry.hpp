@@ -11,6 +11,7 @@
 #include <string_view>
 #include <tuple>
 #include <type_traits>
+#include <unordered_map>
 #include <vector>
 
 #include "tessaro/errors.hpp"
@@ -137,6 +138,7 @@ class Registry {
  private:
   void addCommand(Command command);
   std::vector<Command> commands_;
+  std::unordered_map<std::string_view, std::size_t> bySelector_;
 };
 
 // The library's table, built on first use.

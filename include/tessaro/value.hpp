@@ -276,6 +276,10 @@ const T* Value::objectAs() const noexcept {
   return kind() == ValueKind::object ? dynamic_cast<const T*>(&asObject()) : nullptr;
 }
 
+// Throws the host's unrecognizedSelector failure for a value asked for
+// something its kind does not answer.
+[[noreturn]] void doesNotAnswer(const Value& v, std::string_view selector);
+
 struct ValueHash {
   std::size_t operator()(const Value& v) const noexcept { return v.hash(); }
 };

@@ -26,11 +26,6 @@ namespace tessaro {
 
 namespace {
 
-[[noreturn]] void doesNotAnswer(const Value& v, std::string_view selector) {
-  throwFailure(FailureKind::unrecognizedSelector, "-[" + std::string(kindName(v.kind())) + " " +
-                                                      std::string(selector) + "]: unrecognized selector sent to instance");
-}
-
 // Calls `f` with each item of a list, or each key of a record (a dictionary
 // enumerates its keys), and collects the results into a list of the same
 // length.

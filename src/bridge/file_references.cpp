@@ -73,7 +73,7 @@ Value KRVForder::HFSPathFromURL_colonForPackages_(const Value& url, const Value&
 
 Value KRVForder::KRV_fordURLFromHFSPath_(const Value& hfsPath) {
   if (hfsPath.isNothing()) return Value();
-  if (!hfsPath.isString()) fording::doesNotAnswer(hfsPath, "length");
+  if (!hfsPath.isString()) doesNotAnswer(hfsPath, "length");
   // An empty string names no item at all.
   if (hfsPath.asString().empty()) return Value();
   const std::string text = hfsPath.toUtf8();

@@ -30,7 +30,7 @@ constexpr std::uint64_t kASifyMask = fording::kData;
 // together) clears its bit.
 Value maskFromTypeWords(const Value& types) {
   if (types.isNothing()) return Value::integer(std::int64_t(fording::kNone));
-  if (!types.isString()) fording::doesNotAnswer(types, "lowercaseString");
+  if (!types.isString()) doesNotAnswer(types, "lowercaseString");
   icu::UnicodeString lowered(icuView(types.asString()));
   lowered.toLower(icu::Locale::getRoot());
   const std::u16string_view text = viewOf(lowered);

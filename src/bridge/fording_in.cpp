@@ -71,13 +71,13 @@ Value KRVForder::KRV_fordRecordValuesIn_options_(const Value& record, const Valu
 
 Value KRVForder::KRV_fordDateFromNSDate_(const Value& date) {
   if (date.isNothing()) return Value();
-  if (!date.isDate()) fording::doesNotAnswer(date, "timeIntervalSinceReferenceDate");
+  if (!date.isDate()) doesNotAnswer(date, "timeIntervalSinceReferenceDate");
   return Value::descriptor(longDateFromDate(date.asDate()));
 }
 
 Value KRVForder::KRV_fordASDataFromNSData_(const Value& data) {
   if (data.isNothing()) return Value();
-  if (!data.isData()) fording::doesNotAnswer(data, "bytes");
+  if (!data.isData()) doesNotAnswer(data, "bytes");
   return Value::descriptor(Descriptor(codes::rawData, std::string(data.asData())));
 }
 

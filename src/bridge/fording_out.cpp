@@ -22,7 +22,7 @@ Value urlFromString(std::string text) {
 // The descriptor a leaf converter works on; the host fails when it is handed
 // anything else, since only descriptors answer for their payload.
 const Descriptor& descriptorOf(const Value& v) {
-  if (!v.isDescriptor()) fording::doesNotAnswer(v, "data");
+  if (!v.isDescriptor()) doesNotAnswer(v, "data");
   return v.asDescriptor();
 }
 

@@ -24,12 +24,6 @@ inline constexpr std::uint64_t kNone = kData | kDates | kFiles | kReals;
 inline std::uint64_t readMask(const Value& mask) { return std::uint64_t(mask.integerValue()); }
 inline bool converts(std::uint64_t mask, std::uint64_t bit) noexcept { return (mask & bit) == 0; }
 
-// The host's answer when a value is asked for something its kind lacks.
-[[noreturn]] inline void doesNotAnswer(const Value& v, const char* selector) {
-  throwFailure(FailureKind::unrecognizedSelector,
-               "a " + std::string(kindName(v.kind())) + " value does not answer " + selector);
-}
-
 // The host refuses to place no value into a list or record; the walk fails
 // as a whole rather than leaving a hole.
 [[noreturn]] inline void noValueInserted(const char* container) {

@@ -20,7 +20,9 @@ inline constexpr std::int64_t kLongDateEpochOffset = 3061152000;
 inline double dateFromLongDatePayload(std::string_view payload) noexcept {
   std::int64_t seconds = 0;
   std::memcpy(&seconds, payload.data(), payload.size() < 8 ? payload.size() : 8);
-  return double(seconds - kLongDateEpochOffset);
+  // In doubles: the subtraction must not overflow for payloads near the
+  // 64-bit minimum.
+  return double(seconds) - double(kLongDateEpochOffset);
 }
 
 // An "ldt " descriptor for a date: whole seconds, truncated toward zero.

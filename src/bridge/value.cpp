@@ -153,10 +153,6 @@ LeadingNumber leadingNumber(std::u16string_view s, bool integerOnly) {
   return n;
 }
 
-[[noreturn]] void doesNotAnswer(const Value& v, const char* selector) {
-  throwFailure(FailureKind::unrecognizedSelector,
-               std::string("a ") + std::string(kindName(v.kind())) + " value does not answer " + selector);
-}
 
 }  // namespace
 
@@ -613,6 +609,11 @@ std::vector<std::uint64_t> IndexSet::indexes() const {
   for (Range r : runs_)
     for (std::uint64_t i = 0; i < r.length; ++i) out.push_back(r.location + i);
   return out;
+}
+
+void doesNotAnswer(const Value& v, std::string_view selector) {
+  throwFailure(FailureKind::unrecognizedSelector, "-[" + std::string(kindName(v.kind())) + " " + std::string(selector) +
+                                                      "]: unrecognized selector sent to instance");
 }
 
 std::size_t HostObject::hash() const noexcept { return std::hash<std::string_view>{}(tag()); }

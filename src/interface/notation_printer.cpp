@@ -5,16 +5,22 @@
 // to a text that reads as the same value.
 #include <charconv>
 #include <cmath>
+#include <string_view>
 
 #include <openssl/evp.h>
 #include <unicode/utf16.h>
 #include <unicode/utf8.h>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "interface/notation_tags.hpp"
 #include "tessaro/host_objects.hpp"
 #include "tessaro/notation.hpp"
 
 namespace tessaro {
+
+using namespace std::string_view_literals;
 
 namespace {
 
@@ -53,10 +59,43 @@ char* writeAsciiEscape(char16_t c, char* p) noexcept {
   return p;
 }
 
+// Appends plain ASCII text (nothing to escape) between quotes. Returns false,
+// having appended nothing, when `s` holds anything else.
+bool appendPlainAscii(std::u16string_view s, std::string& out) {
+  std::size_t start = out.size(), n = s.size(), i = 0;
+  out.resize(start + n + 2);
+  char* p = out.data() + start + 1;
+#if defined(__SSE2__)
+  const __m128i high = _mm_set1_epi16(std::int16_t(0xFF80)), zero = _mm_setzero_si128();
+  for (; i + 8 <= n; i += 8) {
+    __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s.data() + i));
+    // Plain: below 0x80, not below 0x20 (a signed comparison that also
+    // catches 0x8000 and up), neither a quote nor a backslash.
+    __m128i bad = _mm_or_si128(_mm_cmpeq_epi16(_mm_cmpeq_epi16(_mm_and_si128(units, high), zero), zero),
+                               _mm_cmplt_epi16(units, _mm_set1_epi16(0x20)));
+    bad = _mm_or_si128(bad, _mm_or_si128(_mm_cmpeq_epi16(units, _mm_set1_epi16('"')),
+                                         _mm_cmpeq_epi16(units, _mm_set1_epi16('\\'))));
+    if (_mm_movemask_epi8(bad) != 0) break;
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(p + i), _mm_packus_epi16(units, units));
+  }
+#endif
+  for (; i < n; ++i) {
+    if (!isPlainAscii(s[i])) {
+      out.resize(start);
+      return false;
+    }
+    p[i] = char(s[i]);
+  }
+  p[-1] = '"';
+  p[n] = '"';
+  return true;
+}
+
 // A JSON string of UTF-16 text. Lone surrogates, which UTF-8 cannot carry,
-// print as \udxxx escapes. The exact length is measured first so that the
-// text is written in one go.
+// print as \udxxx escapes. Text that needs more than copying is measured
+// first so that it is written in one go.
 void appendJsonUtf16(std::u16string_view s, std::string& out) {
+  if (appendPlainAscii(s, out)) return;
   std::size_t length = 2;
   for (std::size_t i = 0; i < s.size(); ++i) {
     char16_t c = s[i];
@@ -122,15 +161,15 @@ void appendNumber(double d, std::string& out) {
     printReal(d, out);
     return;
   }
-  out += "{\"$real\": \"";
+  out += "{\"$real\": \""sv;
   printReal(d, out);
-  out += "\"}";
+  out += "\"}"sv;
 }
 
 void appendNumbers(const std::vector<double>& numbers, std::string& out) {
   out += '[';
   for (std::size_t i = 0; i < numbers.size(); ++i) {
-    if (i) out += ", ";
+    if (i) out += ", "sv;
     appendNumber(numbers[i], out);
   }
   out += ']';
@@ -150,11 +189,11 @@ void appendFourCC(FourCC code, std::string& out) {
 }
 
 void appendDescriptor(const Descriptor& d, std::string& out) {
-  out += "{\"$descriptor\": {\"type\": ";
+  out += "{\"$descriptor\": {\"type\": "sv;
   appendFourCC(d.type(), out);
   switch (d.form()) {
     case Descriptor::Form::bytes:
-      out += ", \"hex\": \"";
+      out += ", \"hex\": \""sv;
       for (char byte : d.data()) {
         out += kHex[std::uint8_t(byte) >> 4];
         out += kHex[std::uint8_t(byte) & 0xF];
@@ -162,23 +201,23 @@ void appendDescriptor(const Descriptor& d, std::string& out) {
       out += '"';
       break;
     case Descriptor::Form::list:
-      out += ", \"items\": [";
+      out += ", \"items\": ["sv;
       for (std::size_t i = 0; i < d.items().size(); ++i) {
-        if (i) out += ", ";
+        if (i) out += ", "sv;
         appendDescriptor(d.items()[i], out);
       }
       out += ']';
       break;
     case Descriptor::Form::record: {
-      out += ", \"items\": ";
+      out += ", \"items\": "sv;
       // A lone keyword that spells a tag ("$url") needs the record escape.
       bool escape = d.fields().size() == 1 && notation::tagNamed(fourCCString(d.fields()[0].first)).has_value();
-      if (escape) out += "{\"$record\": ";
+      if (escape) out += "{\"$record\": "sv;
       out += '{';
       for (std::size_t i = 0; i < d.fields().size(); ++i) {
-        if (i) out += ", ";
+        if (i) out += ", "sv;
         appendFourCC(d.fields()[i].first, out);
-        out += ": ";
+        out += ": "sv;
         appendDescriptor(d.fields()[i].second, out);
       }
       out += '}';
@@ -186,7 +225,7 @@ void appendDescriptor(const Descriptor& d, std::string& out) {
       break;
     }
   }
-  out += "}}";
+  out += "}}"sv;
 }
 
 void appendBase64(std::string_view bytes, std::string& out) {
@@ -199,20 +238,20 @@ void appendBase64(std::string_view bytes, std::string& out) {
 
 void appendBezier(const BezierPath& path, std::string& out) {
   static constexpr const char* kNames[] = {"moveto", "lineto", "curveto", "closepath"};
-  out += "{\"$bezier\": {\"elements\": [";
+  out += "{\"$bezier\": {\"elements\": ["sv;
   for (std::size_t i = 0; i < path.elements.size(); ++i) {
     const BezierPath::Element& e = path.elements[i];
-    if (i) out += ", ";
-    out += "[\"";
+    if (i) out += ", "sv;
+    out += "[\""sv;
     out += kNames[std::size_t(e.kind) & 3];
     out += '"';
     std::size_t points = e.kind == BezierPath::ElementKind::curveTo     ? 3
                          : e.kind == BezierPath::ElementKind::closePath ? 0
                                                                        : 1;
     for (std::size_t k = 0; k < points; ++k) {
-      out += ", [";
+      out += ", ["sv;
       appendNumber(e.points[k].x, out);
-      out += ", ";
+      out += ", "sv;
       appendNumber(e.points[k].y, out);
       out += ']';
     }
@@ -220,41 +259,41 @@ void appendBezier(const BezierPath& path, std::string& out) {
   }
   out += ']';
   if (!path.dash.empty()) {
-    out += ", \"dash\": ";
+    out += ", \"dash\": "sv;
     appendNumbers(path.dash, out);
-    out += ", \"phase\": ";
+    out += ", \"phase\": "sv;
     appendNumber(path.phase, out);
   }
-  out += "}}";
+  out += "}}"sv;
 }
 
 void appendObject(const Value& v, std::string& out) {
   if (const auto* path = v.objectAs<BezierPath>()) return appendBezier(*path, out);
   if (const auto* color = v.objectAs<Color>()) {
-    out += "{\"$color\": {\"space\": ";
+    out += "{\"$color\": {\"space\": "sv;
     notation::appendJsonUtf8(color->space, out);
-    out += ", \"components\": ";
+    out += ", \"components\": "sv;
     appendNumbers(color->components, out);
-    out += "}}";
+    out += "}}"sv;
     return;
   }
   if (const auto* locale = v.objectAs<LocaleObject>()) {
-    out += "{\"$locale\": ";
+    out += "{\"$locale\": "sv;
     notation::appendJsonUtf8(locale->identifier, out);
     out += '}';
     return;
   }
   if (const auto* script = v.objectAs<ScriptTarget>()) {
-    out += "{\"$script\": {";
+    out += "{\"$script\": {"sv;
     if (script->hasHandlers()) {
-      out += "\"command\": [";
+      out += "\"command\": ["sv;
       for (std::size_t i = 0; i < script->command.size(); ++i) {
-        if (i) out += ", ";
+        if (i) out += ", "sv;
         notation::appendJsonUtf8(script->command[i], out);
       }
       out += ']';
     }
-    out += "}}";
+    out += "}}"sv;
     return;
   }
   throw NotationError("a host object of kind " + std::string(v.asObject().tag()) + " has no notation");
@@ -263,14 +302,14 @@ void appendObject(const Value& v, std::string& out) {
 void appendRecord(const Record& record, std::string& out) {
   // A record whose one key is a tag name would read back as that tag.
   bool escape = record.size() == 1 && notation::tagNamed(record.entries()[0].first.asString()).has_value();
-  if (escape) out += "{\"$record\": ";
+  if (escape) out += "{\"$record\": "sv;
   out += '{';
   bool first = true;
   for (const auto& [key, value] : record.entries()) {
-    if (!first) out += ", ";
+    if (!first) out += ", "sv;
     first = false;
     appendJsonUtf16(key.asString(), out);
-    out += ": ";
+    out += ": "sv;
     printNotation(value, out);
   }
   out += '}';
@@ -300,7 +339,7 @@ void appendJsonUtf8(std::string_view s, std::string& out) {
     std::int32_t start = i;
     UChar32 cp;
     U8_NEXT(s.data(), i, n, cp);
-    if (cp < 0) out += "\xEF\xBF\xBD";
+    if (cp < 0) out += "\xEF\xBF\xBD"sv;
     else out.append(s.data() + start, std::size_t(i - start));
   }
   out += '"';
@@ -310,11 +349,11 @@ void appendJsonUtf8(std::string_view s, std::string& out) {
 
 void printReal(double d, std::string& out) {
   if (std::isnan(d)) {
-    out += "nan";
+    out += "nan"sv;
     return;
   }
   if (std::isinf(d)) {
-    out += d < 0 ? "-inf" : "inf";
+    out += d < 0 ? "-inf"sv : "inf"sv;
     return;
   }
   char buffer[32];
@@ -322,16 +361,16 @@ void printReal(double d, std::string& out) {
   std::string_view text(buffer, std::size_t(result.ptr - buffer));
   out += text;
   // Integral values print without a point ("2"); a real must stay a real.
-  if (text.find_first_of(".e") == std::string_view::npos) out += ".0";
+  if (text.find_first_of(".e") == std::string_view::npos) out += ".0"sv;
 }
 
 void printNotation(const Value& v, std::string& out) {
   switch (v.kind()) {
     case ValueKind::nothing:
-      out += "{\"$nothing\": true}";
+      out += "{\"$nothing\": true}"sv;
       return;
     case ValueKind::null:
-      out += "null";
+      out += "null"sv;
       return;
     case ValueKind::boolean:
       out += v.asBoolean() ? "true" : "false";
@@ -346,20 +385,20 @@ void printNotation(const Value& v, std::string& out) {
       appendJsonUtf16(v.asString(), out);
       return;
     case ValueKind::date:
-      out += "{\"$date\": ";
+      out += "{\"$date\": "sv;
       appendNumber(v.asDate(), out);
       out += '}';
       return;
     case ValueKind::data:
-      out += "{\"$data\": \"";
+      out += "{\"$data\": \""sv;
       appendBase64(v.asData(), out);
-      out += "\"}";
+      out += "\"}"sv;
       return;
     case ValueKind::list: {
       out += '[';
       bool first = true;
       for (const Value& item : v.asList()) {
-        if (!first) out += ", ";
+        if (!first) out += ", "sv;
         first = false;
         printNotation(item, out);
       }
@@ -370,29 +409,29 @@ void printNotation(const Value& v, std::string& out) {
       appendRecord(v.asRecord(), out);
       return;
     case ValueKind::url:
-      out += "{\"$url\": ";
+      out += "{\"$url\": "sv;
       notation::appendJsonUtf8(v.asUrl(), out);
       out += '}';
       return;
     case ValueKind::indexSet: {
-      out += "{\"$indexSet\": [";
+      out += "{\"$indexSet\": ["sv;
       bool first = true;
       for (Range run : v.asIndexSet().runs()) {
         for (std::uint64_t i = 0; i < run.length; ++i) {
-          if (!first) out += ", ";
+          if (!first) out += ", "sv;
           first = false;
           appendInteger(run.location + i, out);
         }
       }
-      out += "]}";
+      out += "]}"sv;
       return;
     }
     case ValueKind::range:
-      out += "{\"$range\": [";
+      out += "{\"$range\": ["sv;
       appendInteger(v.asRange().location, out);
-      out += ", ";
+      out += ", "sv;
       appendInteger(v.asRange().length, out);
-      out += "]}";
+      out += "]}"sv;
       return;
     case ValueKind::descriptor:
       appendDescriptor(v.asDescriptor(), out);

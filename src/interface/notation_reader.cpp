@@ -17,9 +17,9 @@
 #include <unordered_map>
 
 #include <simdjson.h>
-#include <unicode/utf8.h>
 
 #include "interface/notation_tags.hpp"
+#include "interface/notation_unescape.hpp"
 #include "tessaro/notation.hpp"
 
 namespace tessaro {
@@ -29,6 +29,7 @@ namespace {
 namespace od = simdjson::ondemand;
 using notation::malformed;
 using notation::Tag;
+using notation::Utf16Buffer;
 
 // Deeper nesting than this is refused rather than risk the stack.
 constexpr int kMaxDepth = 512;
@@ -69,137 +70,6 @@ void check(simdjson::error_code error) {
   if (error != simdjson::SUCCESS) malformed(std::string(describe(error)));
 }
 
-// A growable UTF-16 buffer written through raw pointers, so that widening
-// ASCII needs no per-character bookkeeping.
-class Utf16Buffer {
- public:
-  void clear() noexcept { size_ = 0; }
-  // Room for `more` further code units; returns where they go.
-  char16_t* room(std::size_t more) {
-    if (size_ + more > capacity_) grow(size_ + more);
-    return data_.get() + size_;
-  }
-  void advance(std::size_t n) noexcept { size_ += n; }
-  void push(char16_t c) {
-    *room(1) = c;
-    ++size_;
-  }
-  std::u16string_view view() const noexcept { return {data_.get(), size_}; }
-
- private:
-  void grow(std::size_t needed) {
-    std::size_t capacity = std::max<std::size_t>(needed, capacity_ * 2 + 64);
-    std::unique_ptr<char16_t[]> data(new char16_t[capacity]);
-    if (size_) std::memcpy(data.get(), data_.get(), size_ * sizeof(char16_t));
-    data_ = std::move(data);
-    capacity_ = capacity;
-  }
-  std::unique_ptr<char16_t[]> data_;
-  std::size_t size_ = 0, capacity_ = 0;
-};
-
-constexpr std::uint64_t kOnes = 0x0101010101010101ULL;
-constexpr std::uint64_t kHighs = 0x8080808080808080ULL;
-
-// One high bit per byte of `word` that needs more than widening: a quote, a
-// backslash, a control character or a non-ASCII byte. Bits above the lowest
-// flagged byte may be spurious; the lowest one is exact.
-inline std::uint64_t specialBytes(std::uint64_t word) noexcept {
-  std::uint64_t quote = word ^ (kOnes * '"');
-  std::uint64_t backslash = word ^ (kOnes * '\\');
-  std::uint64_t control = (word - kOnes * 0x20) & ~word;
-  std::uint64_t flags = ((quote - kOnes) & ~quote) | ((backslash - kOnes) & ~backslash) | control | word;
-  return flags & kHighs;
-}
-
-int hexValue(std::uint8_t c) noexcept {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-// Unescapes the string whose opening quote precedes `s` into `out`. The
-// parser has found the closing quote already and the text is padded, so
-// reading a word at a time stays inside the buffer.
-void unescapeString(const std::uint8_t* s, const std::uint8_t* end, Utf16Buffer& out) {
-  out.clear();
-  for (;;) {
-    char16_t* to = out.room(8);
-    // All eight bytes are widened whatever they are; only the plain ones
-    // before the first special byte count.
-    std::uint8_t bytes[8];
-    std::memcpy(bytes, s, sizeof bytes);
-    for (int k = 0; k < 8; ++k) to[k] = bytes[k];
-    std::uint64_t word;
-    std::memcpy(&word, s, sizeof word);
-    std::uint64_t special = specialBytes(word);
-    if (special == 0) {
-      out.advance(8);
-      s += 8;
-      continue;
-    }
-    int plain = __builtin_ctzll(special) / 8;
-    out.advance(std::size_t(plain));
-    s += plain;
-
-    std::uint8_t c = *s;
-    if (c == '"') return;
-    if (c == '\\') {
-      char16_t unit;
-      switch (s[1]) {
-        case '"': unit = '"'; break;
-        case '\\': unit = '\\'; break;
-        case '/': unit = '/'; break;
-        case 'b': unit = '\b'; break;
-        case 'f': unit = '\f'; break;
-        case 'n': unit = '\n'; break;
-        case 'r': unit = '\r'; break;
-        case 't': unit = '\t'; break;
-        case 'u': {
-          // Each \u escape is one UTF-16 code unit, so surrogate pairs and
-          // lone surrogates come through exactly as written.
-          unsigned value = 0;
-          for (int k = 2; k < 6; ++k) {
-            int h = hexValue(s[k]);
-            if (h < 0) malformed("bad \\u escape in a string");
-            value = value * 16 + unsigned(h);
-          }
-          out.push(char16_t(value));
-          s += 6;
-          continue;
-        }
-        default:
-          malformed("bad escape in a string");
-      }
-      out.push(unit);
-      s += 2;
-      continue;
-    }
-    if (c < 0x20) malformed("control character in a string");
-    // Non-ASCII. The parser has checked that the text is UTF-8; the
-    // two-byte sequences of most accented letters are decoded here, the rest
-    // by ICU.
-    if (c >= 0xC2 && c < 0xE0 && (s[1] & 0xC0) == 0x80) {
-      out.push(char16_t(((c & 0x1F) << 6) | (s[1] & 0x3F)));
-      s += 2;
-      continue;
-    }
-    std::int32_t i = 0;
-    std::int32_t length = std::int32_t(std::min<std::ptrdiff_t>(end - s, 4));
-    UChar32 cp;
-    U8_NEXT(s, i, length, cp);
-    if (cp < 0) malformed("the JSON text is not valid UTF-8");
-    if (cp <= 0xFFFF) {
-      out.push(char16_t(cp));
-    } else {
-      out.push(char16_t(0xD7C0 + (cp >> 10)));
-      out.push(char16_t(0xDC00 | (cp & 0x3FF)));
-    }
-    s += i;
-  }
-}
-
 bool isRealToken(std::string_view token) noexcept {
   for (char c : token)
     if (c == '.' || c == 'e' || c == 'E') return true;
@@ -238,11 +108,60 @@ Value realFrom(simdjson::simdjson_result<double> result, std::string_view token)
   return Value::real(d);
 }
 
+// The items of the lists being read, innermost list last. Items are
+// constructed in place from the reading functions' results, so that a value
+// is not copied right after it was written (which stalls the processor).
+class ValueStack {
+ public:
+  ValueStack() = default;
+  ValueStack(const ValueStack&) = delete;
+  ValueStack& operator=(const ValueStack&) = delete;
+  ~ValueStack() {
+    truncate(0);
+    ::operator delete(data_);
+  }
+
+  std::size_t size() const noexcept { return size_; }
+  // Constructs an item from `make()`, which must not use the stack itself.
+  template <class Make>
+  void emplace(Make&& make) {
+    if (size_ == capacity_) grow();
+    ::new (static_cast<void*>(data_ + size_)) Value(make());
+    ++size_;
+  }
+  // The items from `base` on, as a list of their own; they leave the stack.
+  std::vector<Value> take(std::size_t base) {
+    std::vector<Value> items(std::make_move_iterator(data_ + base), std::make_move_iterator(data_ + size_));
+    // What is left behind holds no value and owns nothing; its storage is
+    // simply reused.
+    size_ = base;
+    return items;
+  }
+  void truncate(std::size_t size) noexcept {
+    while (size_ > size) data_[--size_].~Value();
+  }
+
+ private:
+  void grow() {
+    std::size_t capacity = capacity_ ? capacity_ * 2 : 256;
+    Value* data = static_cast<Value*>(::operator new(capacity * sizeof(Value)));
+    for (std::size_t i = 0; i < size_; ++i) {
+      ::new (static_cast<void*>(data + i)) Value(std::move(data_[i]));
+      data_[i].~Value();
+    }
+    ::operator delete(data_);
+    data_ = data;
+    capacity_ = capacity;
+  }
+  Value* data_ = nullptr;
+  std::size_t size_ = 0, capacity_ = 0;
+};
+
 class Reader {
  public:
   Value read(std::string_view json, const ReadOptions& options) {
     options_ = options;
-    items_.clear();
+    items_.truncate(0);
     fields_.clear();
     // The parser needs padding after the text; the padding must not hold
     // leftovers of an earlier text (a stray ']' there can mislead it).
@@ -313,29 +232,39 @@ class Reader {
   // `interpretTags` is false for a "$record" key's value: an object read
   // then stays raw (see the file comment).
   Value readValue(od::value& v, int depth, bool interpretTags) {
-    if (depth > kMaxDepth) malformed("JSON nested too deeply");
     od::json_type type;
     check(v.type().get(type));
+    if (type == od::json_type::object || type == od::json_type::array)
+      return readContainer(v, type, depth, interpretTags);
+    return readScalar(v, type);
+  }
+
+  Value readContainer(od::value& v, od::json_type type, int depth, bool interpretTags) {
+    if (depth > kMaxDepth) malformed("JSON nested too deeply");
+    if (type == od::json_type::object) {
+      od::object object;
+      check(v.get_object().get(object));
+      return readObject(object, depth, interpretTags);
+    }
+    od::array array;
+    check(v.get_array().get(array));
+    return readArray(array, depth);
+  }
+
+  Value readString(od::value& v) {
+    od::raw_json_string raw;
+    check(v.get_raw_json_string().get(raw));
+    return stringAt(raw);
+  }
+
+  Value readScalar(od::value& v, od::json_type type) {
     switch (type) {
-      case od::json_type::object: {
-        od::object object;
-        check(v.get_object().get(object));
-        return readObject(object, depth, interpretTags);
-      }
-      case od::json_type::array: {
-        od::array array;
-        check(v.get_array().get(array));
-        return readArray(array, depth);
-      }
       case od::json_type::number: {
         std::string_view token = v.raw_json_token();
         return isRealToken(token) ? realFrom(v.get_double(), token) : integerFrom(v.get_int64(), token);
       }
-      case od::json_type::string: {
-        od::raw_json_string raw;
-        check(v.get_raw_json_string().get(raw));
-        return stringAt(raw);
-      }
+      case od::json_type::string:
+        return readString(v);
       case od::json_type::boolean: {
         bool b;
         if (v.get_bool().get(b)) malformed("malformed JSON literal");
@@ -346,8 +275,9 @@ class Reader {
         if (v.is_null().get(isNull) != simdjson::SUCCESS || !isNull) malformed("malformed JSON literal");
         return Value::null();
       }
+      default:
+        malformed("malformed JSON");
     }
-    malformed("malformed JSON");
   }
 
   // Items gather on one shared stack, so that each list is allocated once,
@@ -357,13 +287,21 @@ class Reader {
     for (auto element : array) {
       od::value v;
       check(std::move(element).get(v));
-      Value item = readValue(v, depth + 1, true);
-      items_.push_back(std::move(item));
+      // Strings first: they are most of a table. Scalars never touch the
+      // stack, so they may be built in place.
+      char first = v.raw_json_token().data()[0];
+      if (first == '"') {
+        items_.emplace([&] { return readString(v); });
+      } else if (first == '[' || first == '{') {
+        Value item = readContainer(v, first == '{' ? od::json_type::object : od::json_type::array, depth + 1, true);
+        items_.emplace([&] { return std::move(item); });
+      } else {
+        od::json_type type;
+        check(v.type().get(type));
+        items_.emplace([&] { return readScalar(v, type); });
+      }
     }
-    std::vector<Value> list(std::make_move_iterator(items_.begin() + std::ptrdiff_t(base)),
-                            std::make_move_iterator(items_.end()));
-    items_.erase(items_.begin() + std::ptrdiff_t(base), items_.end());
-    return Value::list(std::move(list));
+    return Value::list(items_.take(base));
   }
 
   Value readObject(od::object& object, int depth, bool interpretTags) {
@@ -466,7 +404,7 @@ class Reader {
   const std::uint8_t* end_ = nullptr;
   ReadOptions options_;
   Utf16Buffer text_;
-  std::vector<Value> items_;
+  ValueStack items_;
   std::vector<Record::Entry> fields_;
   std::vector<std::size_t> last_;
 };

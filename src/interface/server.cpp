@@ -90,52 +90,73 @@ std::string envelopeJson(const Outcome& outcome, std::optional<std::string_view>
 
 int exitStatus(const Outcome& outcome) noexcept { return outcome.failure ? 2 : outcome.error ? 1 : 0; }
 
+namespace {
+
+// The items of a JSON list, each read as an argument (no value allowed).
+std::vector<Value> readArguments(std::string_view listJson) {
+  thread_local simdjson::ondemand::parser parser;
+  simdjson::padded_string padded(listJson);
+  std::vector<Value> args;
+  simdjson::ondemand::document doc;
+  simdjson::ondemand::array items;
+  if (parser.iterate(padded).get(doc) || doc.get_array().get(items)) throw NotationError("\"args\" must be a list");
+  for (auto item : items) {
+    simdjson::ondemand::value v;
+    if (item.get(v)) throw NotationError("malformed JSON in \"args\"");
+    args.push_back(readNotation(rawText(v), ReadOptions{.allowNothing = true}));
+  }
+  return args;
+}
+
+}  // namespace
+
 Request readRequest(std::string_view line, std::optional<std::string>& idJson) {
   thread_local simdjson::ondemand::parser parser;
   simdjson::padded_string padded(line);
   simdjson::ondemand::document doc;
   simdjson::ondemand::object object;
-  if (parser.iterate(padded).get(doc) || doc.get_object().get(object))
-    throw NotationError("a request is one JSON object on one line");
-  Request request;
-  bool haveCall = false;
+  if (auto ec = parser.iterate(padded).get(doc)) throw NotationError(simdjson::error_message(ec));
+  if (auto ec = doc.get_object().get(object))
+    throw NotationError(ec == simdjson::INCORRECT_TYPE ? "a request is a JSON object" : simdjson::error_message(ec));
+
+  // First only split the fields, so that the id is known whatever is wrong
+  // with the rest of the request.
+  std::optional<std::string_view> call, args, errorOut;
+  std::string unknown;
   try {
     for (auto field : object) {
       std::string_view name;
-      if (field.unescaped_key().get(name)) throw NotationError("malformed JSON");
       simdjson::ondemand::value value;
-      if (field.value().get(value)) throw NotationError("malformed JSON");
-      if (name == "id") {
-        idJson = std::string(rawText(value));
-        readNotation(*idJson);  // the id must itself be well-formed
-      } else if (name == "call") {
-        std::string_view call;
-        if (value.get_string().get(call)) throw NotationError("\"call\" must be a string");
-        request.call = std::string(call);
-        haveCall = true;
-      } else if (name == "args") {
-        simdjson::ondemand::array args;
-        if (value.get_array().get(args)) throw NotationError("\"args\" must be a list");
-        for (auto item : args) {
-          simdjson::ondemand::value v;
-          if (item.get(v)) throw NotationError("malformed JSON");
-          request.args.push_back(readNotation(rawText(v), ReadOptions{.allowNothing = true}));
-        }
-      } else if (name == "errorOut") {
-        bool errorOut;
-        if (value.get_bool().get(errorOut)) throw NotationError("\"errorOut\" must be true or false");
-        request.errorOut = errorOut;
+      if (field.unescaped_key().get(name) || field.value().get(value)) throw NotationError("malformed JSON");
+      if (name == "id") idJson = std::string(rawText(value));
+      else if (name == "call") call = rawText(value);
+      else if (name == "args") args = rawText(value);
+      else if (name == "errorOut") errorOut = rawText(value);
+      else if (unknown.empty()) {
+        unknown = std::string(name);
+        rawText(value);
       } else {
-        throw NotationError("unknown request key \"" + std::string(name) + "\"");
+        rawText(value);
       }
     }
-    // Anything after the object would otherwise go unnoticed.
     const char* rest = nullptr;
     if (!doc.current_location().get(rest)) throw NotationError("trailing characters after the request");
-  } catch (const simdjson::simdjson_error&) {
-    throw NotationError("malformed JSON");
+  } catch (const simdjson::simdjson_error& e) {
+    throw NotationError(simdjson::error_message(e.error()));
   }
-  if (!haveCall) throw NotationError("the request has no \"call\"");
+
+  if (!unknown.empty()) throw NotationError("unknown request key \"" + unknown + "\"");
+  if (!call) throw NotationError("the request has no \"call\"");
+  Request request;
+  Value callValue = readNotation(*call);
+  if (!callValue.isString()) throw NotationError("\"call\" must be a string");
+  request.call = callValue.toUtf8();
+  if (args) request.args = readArguments(*args);
+  if (errorOut) {
+    if (*errorOut == "true") request.errorOut = true;
+    else if (*errorOut == "false") request.errorOut = false;
+    else throw NotationError("\"errorOut\" must be true or false");
+  }
   return request;
 }
 
@@ -160,8 +181,15 @@ std::string answerRequestLine(std::string_view line) {
   if (request.args.size() != command->argumentCount())
     return usage(request.call + " takes " + std::to_string(command->argumentCount()) + " argument" +
                  (command->argumentCount() == 1 ? "" : "s") + ", not " + std::to_string(request.args.size()));
-  Outcome outcome = command->invoke(request.args, request.errorOut);
-  return envelopeJson(outcome, idJson ? std::optional<std::string_view>(*idJson) : std::nullopt);
+  try {
+    Outcome outcome = command->invoke(request.args, request.errorOut);
+    return envelopeJson(outcome, idJson ? std::optional<std::string_view>(*idJson) : std::nullopt);
+  } catch (const std::exception& e) {
+    // A fault of the library, not of the request: report it and keep serving.
+    Outcome outcome;
+    outcome.failure = HostFailure(FailureKind::invalidArgument, e.what());
+    return envelopeJson(outcome, idJson ? std::optional<std::string_view>(*idJson) : std::nullopt);
+  }
 }
 
 int serve(std::istream& in, std::ostream& out) {

@@ -2,6 +2,7 @@
 #include "tessaro/registry.hpp"
 
 #include <algorithm>
+#include <limits>
 #include <new>
 #include <stdexcept>
 
@@ -49,7 +50,9 @@ Outcome Command::invoke(std::span<const Value> args, bool errorOut) const {
     throw std::invalid_argument(selector_ + " takes " + std::to_string(argumentCount()) + " argument" +
                                 (argumentCount() == 1 ? "" : "s") + ", not " + std::to_string(args.size()));
   Outcome outcome;
-  CommandError error;
+  // A sentinel that no command writes tells whether the error was filled.
+  const CommandError unfilled{"", std::numeric_limits<std::int64_t>::min(), ""};
+  CommandError error = unfilled;
   Invocation invocation{args, errorOut ? &error : nullptr, Value()};
   try {
     outcome.result = fn_(invocation);
@@ -60,7 +63,7 @@ Outcome Command::invoke(std::span<const Value> args, bool errorOut) const {
   } catch (const std::length_error& e) {
     outcome.failure = HostFailure(FailureKind::invalidArgument, e.what());
   }
-  if (!error.domain.empty() || error.code != 0 || !error.message.empty()) outcome.error = std::move(error);
+  if (!(error == unfilled)) outcome.error = std::move(error);
   outcome.outKeys = std::move(invocation.outKeys);
   return outcome;
 }
@@ -72,15 +75,15 @@ void Registry::seal() {
     if (a.isPrivate() != b.isPrivate()) return !a.isPrivate();
     return a.selector() < b.selector();
   });
-  for (std::size_t i = 1; i < commands_.size(); ++i)
-    if (commands_[i].selector() == commands_[i - 1].selector())
+  bySelector_.clear();
+  for (std::size_t i = 0; i < commands_.size(); ++i)
+    if (!bySelector_.emplace(commands_[i].selector(), i).second)
       throw std::logic_error("selector registered twice: " + commands_[i].selector());
 }
 
 const Command* Registry::find(std::string_view selector) const noexcept {
-  for (const Command& c : commands_)
-    if (c.selector() == selector) return &c;
-  return nullptr;
+  auto it = bySelector_.find(selector);
+  return it == bySelector_.end() ? nullptr : &commands_[it->second];
 }
 
 const Registry& registry() {
