@@ -176,7 +176,7 @@ class Reader {
 
     od::document doc;
     check(parser_.iterate(padded_.get(), json.size(), capacity_).get(doc));
-    od::json_type type;
+    od::json_type type{};
     check(doc.type().get(type));
     Value result;
     switch (type) {
@@ -232,7 +232,7 @@ class Reader {
   // `interpretTags` is false for a "$record" key's value: an object read
   // then stays raw (see the file comment).
   Value readValue(od::value& v, int depth, bool interpretTags) {
-    od::json_type type;
+    od::json_type type{};
     check(v.type().get(type));
     if (type == od::json_type::object || type == od::json_type::array)
       return readContainer(v, type, depth, interpretTags);
@@ -296,7 +296,7 @@ class Reader {
         Value item = readContainer(v, first == '{' ? od::json_type::object : od::json_type::array, depth + 1, true);
         items_.emplace([&] { return std::move(item); });
       } else {
-        od::json_type type;
+        od::json_type type{};
         check(v.type().get(type));
         items_.emplace([&] { return readScalar(v, type); });
       }
@@ -389,7 +389,9 @@ class Reader {
   // entries, raw themselves, still need resolving.
   Value escaped(const Value& raw) {
     const Record& record = raw.asRecord();
-    auto needsResolving = [](const Record::Entry& e) { return e.second.isRecord() && e.first.asString() == kRecordTag; };
+    auto needsResolving = [](const Record::Entry& e) {
+      return e.second.isRecord() && e.first.asString() == kRecordTag;
+    };
     if (std::none_of(record.entries().begin(), record.entries().end(), needsResolving)) return raw;
     Record copy;
     copy.reserve(record.size());

@@ -90,6 +90,28 @@ TEST(Notation, StringsAreUtf16WithSurrogatesKept) {
             "\"\xF0\x9F\x98\x80\\udc00\\ud800\"");
 }
 
+TEST(Notation, EveryCharacterKindAtEveryOffset) {
+  // The reader and the printer work on blocks of 8 and 16 units: put each kind
+  // of character that needs care at each offset of strings around those sizes.
+  const std::u16string specials[] = {u"\"", u"\\", u"\n", u"\u0001", u"\u00e9", u"\u6771", u"\U0001F600",
+                                     std::u16string(1, char16_t(0xDC00)), u"/", u"\u007f"};
+  for (std::size_t length : {1, 7, 8, 9, 15, 16, 17, 24, 33}) {
+    for (std::size_t at = 0; at < length; ++at) {
+      for (const std::u16string& special : specials) {
+        std::u16string text(length, u'a');
+        text.replace(at, 1, special);
+        Value value = Value::string(text);
+        std::string printed = printNotation(value);
+        Value back = readNotation(printed);
+        ASSERT_EQ(back.asString(), text) << printed;
+        EXPECT_EQ(printNotation(back), printed);
+      }
+    }
+  }
+  EXPECT_EQ(printNotation(Value::string(u"0123456789abcdef\"x")), R"("0123456789abcdef\"x")");
+  EXPECT_EQ(printNotation(Value::string(u"tab\there, \u00e9")), "\"tab\\there, \xC3\xA9\"");
+}
+
 TEST(Notation, NonCanonicalInputPrintsCanonically) {
   EXPECT_EQ(reprint(" { \"a\" :1 ,\"b\":[ 1,2 ] } "), R"({"a": 1, "b": [1, 2]})");
   EXPECT_EQ(reprint(R"({"a": 1, "b": 2, "a": 3})"), R"({"a": 3, "b": 2})");
