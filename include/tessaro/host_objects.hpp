@@ -28,7 +28,17 @@ class BezierPath final : public HostObject {
 
   std::vector<Element> elements;
   std::vector<double> dash;  // empty: no dash pattern
-  double phase = 0;
+  double phase = 0;          // where in the dash pattern the stroke starts
+
+  // Whether "dash" and "phase" were written in the notation. The printed
+  // form names "dash" when the path has a dash pattern or "dash" was
+  // written, and "phase" when the phase is not 0 or "phase" was written, so
+  // that a path prints back as it was written: {"dash": [5.0, 2.0]} gains
+  // no "phase": 0.0, and a "phase" without a "dash" (meaningless, but
+  // harmless) or an empty "dash" is kept rather than refused or dropped.
+  // Equality ignores these flags: a phase of 0 written or left out, an empty
+  // dash pattern written or left out, make the same path.
+  bool dashWritten = false, phaseWritten = false;
 
   std::string_view tag() const noexcept override { return "$bezier"; }
   bool equals(const HostObject& other) const override;

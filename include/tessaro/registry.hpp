@@ -91,7 +91,7 @@ template <class R, class... Ps>
 struct Adapter<R (*)(Ps...)> {
   template <R (*F)(Ps...)>
   static Value run(Invocation& inv) {
-    std::size_t next = 0;
+    [[maybe_unused]] std::size_t next = 0;  // unused by functions without arguments
     // Braced initialisation evaluates left to right, so arguments are taken in order.
     std::tuple<Ps...> params{Param<Ps>::get(inv, next)...};
     if constexpr (std::is_void_v<R>) {

@@ -1,7 +1,7 @@
 // The dynamic host value that every command takes and returns.
 //
-// A Value is 16 bytes: numbers, dates, null and strings of up to seven UTF-16
-// code units live inline; everything else points to an immutable body shared
+// A Value is 24 bytes: numbers, dates, ranges, null and strings of up to
+// eleven UTF-16 code units (most cells of a table) live inline; everything else points to an immutable body shared
 // by reference count. A default-constructed Value is "no value" (nil), which
 // is distinct from the null value. Equality, hashing, the natural ordering and
 // the scalar readings (integer, double and truth value) are defined here once
@@ -66,7 +66,7 @@ struct Range {
 
 class Value {
  public:
-  static constexpr std::size_t kInlineChars = 7;
+  static constexpr std::size_t kInlineChars = 11;
 
   Value() noexcept = default;
   Value(const Value& other) noexcept : rep_(other.rep_) { retain(); }
@@ -101,6 +101,8 @@ class Value {
   static Value data(std::string bytes);
   static Value list(std::vector<Value> items);
   static Value list(std::initializer_list<Value> items) { return list(std::vector<Value>(items)); }
+  // A list of the items, moved out of `items` (which is left holding no values).
+  static Value listMovingFrom(std::span<Value> items);
   static Value record(Record record);
   static Value url(std::string absoluteString);
   static Value indexSet(IndexSet set);
@@ -175,6 +177,7 @@ class Value {
       double d;
       detail::Body* body;
     } u{.i = 0};
+    std::uint64_t extra = 0;  // a range's length
   };
   struct Small {
     ValueKind kind;
@@ -195,6 +198,7 @@ class Value {
       case ValueKind::integer:
       case ValueKind::real:
       case ValueKind::date:
+      case ValueKind::range:
         return false;
       case ValueKind::string:
         return rep_.big.length == kLongString;
@@ -213,7 +217,7 @@ class Value {
   friend struct ValueAccess;
 };
 
-static_assert(sizeof(Value) == 16);
+static_assert(sizeof(Value) == 24);
 
 // A record: string keys to values, kept in insertion order. Equality ignores
 // the order, as the host's dictionaries do.

@@ -38,9 +38,26 @@ static_assert(alignof(StringBody) >= alignof(char16_t));
 struct DataBody final : Body {
   std::string bytes;
 };
+// A list: one allocation holding the body and its items after it.
 struct ListBody final : Body {
-  std::vector<Value> items;
+  std::size_t count;
+  explicit ListBody(std::size_t n) : count(n) {}
+  ~ListBody() override {
+    for (std::size_t i = count; i > 0; --i) items()[i - 1].~Value();
+  }
+  Value* items() noexcept { return reinterpret_cast<Value*>(this + 1); }
+  const Value* items() const noexcept { return reinterpret_cast<const Value*>(this + 1); }
+
+  // Moves the items in; `from` is left holding no values.
+  static ListBody* make(Value* from, std::size_t n) {
+    void* memory = ::operator new(sizeof(ListBody) + n * sizeof(Value));
+    auto* body = ::new (memory) ListBody(n);
+    for (std::size_t i = 0; i < n; ++i) ::new (static_cast<void*>(body->items() + i)) Value(std::move(from[i]));
+    return body;
+  }
+  static void operator delete(void* p) { ::operator delete(p); }
 };
+static_assert(sizeof(ListBody) % alignof(Value) == 0);
 struct RecordBody final : Body {
   Record record;
 };
@@ -49,9 +66,6 @@ struct UrlBody final : Body {
 };
 struct IndexSetBody final : Body {
   IndexSet set;
-};
-struct RangeBody final : Body {
-  Range range;
 };
 struct DescriptorBody final : Body {
   Descriptor descriptor;
@@ -242,9 +256,11 @@ Value Value::data(std::string bytes) {
 }
 
 Value Value::list(std::vector<Value> items) {
-  auto* body = new detail::ListBody;
-  body->items = std::move(items);
-  return withBody(ValueKind::list, body);
+  return withBody(ValueKind::list, detail::ListBody::make(items.data(), items.size()));
+}
+
+Value Value::listMovingFrom(std::span<Value> items) {
+  return withBody(ValueKind::list, detail::ListBody::make(items.data(), items.size()));
 }
 
 Value Value::record(Record record) {
@@ -266,9 +282,10 @@ Value Value::indexSet(IndexSet set) {
 }
 
 Value Value::range(std::uint64_t location, std::uint64_t length) {
-  auto* body = new detail::RangeBody;
-  body->range = Range{location, length};
-  return withBody(ValueKind::range, body);
+  Value v(ValueKind::range);
+  v.rep_.big.u.i = std::int64_t(location);
+  v.rep_.big.extra = length;
+  return v;
 }
 
 Value Value::descriptor(Descriptor d) {
@@ -291,12 +308,15 @@ std::u16string_view Value::asString() const noexcept {
   return {rep_.small.chars, rep_.small.length};
 }
 
-std::span<const Value> Value::asList() const noexcept { return bodyAs<detail::ListBody>(rep_.big.u.body).items; }
+std::span<const Value> Value::asList() const noexcept {
+  const auto& body = bodyAs<detail::ListBody>(rep_.big.u.body);
+  return {body.items(), body.count};
+}
 const Record& Value::asRecord() const noexcept { return bodyAs<detail::RecordBody>(rep_.big.u.body).record; }
 std::string_view Value::asData() const noexcept { return bodyAs<detail::DataBody>(rep_.big.u.body).bytes; }
 std::string_view Value::asUrl() const noexcept { return bodyAs<detail::UrlBody>(rep_.big.u.body).url; }
 const IndexSet& Value::asIndexSet() const noexcept { return bodyAs<detail::IndexSetBody>(rep_.big.u.body).set; }
-Range Value::asRange() const noexcept { return bodyAs<detail::RangeBody>(rep_.big.u.body).range; }
+Range Value::asRange() const noexcept { return Range{std::uint64_t(rep_.big.u.i), rep_.big.extra}; }
 const Descriptor& Value::asDescriptor() const noexcept {
   return bodyAs<detail::DescriptorBody>(rep_.big.u.body).descriptor;
 }
@@ -310,7 +330,7 @@ bool Value::isSameObject(const Value& other) const noexcept {
   if (kind() != other.kind()) return false;
   if (hasBody() || other.hasBody()) return hasBody() && other.hasBody() && rep_.big.u.body == other.rep_.big.u.body;
   if (kind() == ValueKind::string) return asString() == other.asString();
-  return rep_.big.u.i == other.rep_.big.u.i;
+  return rep_.big.u.i == other.rep_.big.u.i && rep_.big.extra == other.rep_.big.extra;
 }
 
 bool Value::equals(const Value& other) const {

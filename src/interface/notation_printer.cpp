@@ -180,7 +180,7 @@ void appendNumbers(const std::vector<double>& numbers, std::string& out) {
 void appendFourCC(FourCC code, std::string& out) {
   std::string bytes = fourCCString(code);
   if (isValidUtf8(bytes)) {
-    notation::appendJsonUtf8(bytes, out);
+    printJsonString(bytes, out);
     return;
   }
   std::u16string latin1(bytes.begin(), bytes.end());
@@ -258,9 +258,12 @@ void appendBezier(const BezierPath& path, std::string& out) {
     out += ']';
   }
   out += ']';
-  if (!path.dash.empty()) {
+  // What was written, and whatever holds more than the defaults.
+  if (path.dashWritten || !path.dash.empty()) {
     out += ", \"dash\": "sv;
     appendNumbers(path.dash, out);
+  }
+  if (path.phaseWritten || path.phase != 0 || std::signbit(path.phase)) {
     out += ", \"phase\": "sv;
     appendNumber(path.phase, out);
   }
@@ -271,7 +274,7 @@ void appendObject(const Value& v, std::string& out) {
   if (const auto* path = v.objectAs<BezierPath>()) return appendBezier(*path, out);
   if (const auto* color = v.objectAs<Color>()) {
     out += "{\"$color\": {\"space\": "sv;
-    notation::appendJsonUtf8(color->space, out);
+    printJsonString(color->space, out);
     out += ", \"components\": "sv;
     appendNumbers(color->components, out);
     out += "}}"sv;
@@ -279,7 +282,7 @@ void appendObject(const Value& v, std::string& out) {
   }
   if (const auto* locale = v.objectAs<LocaleObject>()) {
     out += "{\"$locale\": "sv;
-    notation::appendJsonUtf8(locale->identifier, out);
+    printJsonString(locale->identifier, out);
     out += '}';
     return;
   }
@@ -289,7 +292,7 @@ void appendObject(const Value& v, std::string& out) {
       out += "\"command\": ["sv;
       for (std::size_t i = 0; i < script->command.size(); ++i) {
         if (i) out += ", "sv;
-        notation::appendJsonUtf8(script->command[i], out);
+        printJsonString(script->command[i], out);
       }
       out += ']';
     }
@@ -318,12 +321,10 @@ void appendRecord(const Record& record, std::string& out) {
 
 }  // namespace
 
-namespace notation {
-
-void appendJsonUtf8(std::string_view s, std::string& out) {
+void printJsonString(std::string_view s, std::string& out) {
   out.reserve(out.size() + s.size() + 2);
   out += '"';
-  std::int32_t i = 0, n = std::int32_t(s.size());
+  std::int64_t i = 0, n = std::int64_t(s.size());
   while (i < n) {
     auto c = std::uint8_t(s[std::size_t(i)]);
     if (c < 0x80) {
@@ -336,7 +337,7 @@ void appendJsonUtf8(std::string_view s, std::string& out) {
       ++i;
       continue;
     }
-    std::int32_t start = i;
+    std::int64_t start = i;
     UChar32 cp;
     U8_NEXT(s.data(), i, n, cp);
     if (cp < 0) out += "\xEF\xBF\xBD"sv;
@@ -344,8 +345,6 @@ void appendJsonUtf8(std::string_view s, std::string& out) {
   }
   out += '"';
 }
-
-}  // namespace notation
 
 void printReal(double d, std::string& out) {
   if (std::isnan(d)) {
@@ -356,12 +355,45 @@ void printReal(double d, std::string& out) {
     out += d < 0 ? "-inf"sv : "inf"sv;
     return;
   }
+  // The shortest digits that read back, as "-d.ddde+XX" (two exponent
+  // digits at least).
   char buffer[32];
-  auto result = std::to_chars(buffer, buffer + sizeof buffer, d);
+  auto result = std::to_chars(buffer, buffer + sizeof buffer, d, std::chars_format::scientific);
   std::string_view text(buffer, std::size_t(result.ptr - buffer));
-  out += text;
-  // Integral values print without a point ("2"); a real must stay a real.
-  if (text.find_first_of(".e") == std::string_view::npos) out += ".0"sv;
+  std::size_t e = text.find('e');
+  int exponent = 0;
+  std::from_chars(text.data() + e + 2, text.data() + text.size(), exponent);
+  if (text[e + 1] == '-') exponent = -exponent;
+  if (exponent < -4 || exponent >= 16) {
+    out += text;
+    return;
+  }
+  // Fixed notation, with at least one digit after the point.
+  std::string_view mantissa = text.substr(0, e);
+  if (mantissa.front() == '-') {
+    out += '-';
+    mantissa.remove_prefix(1);
+  }
+  char digits[20];
+  std::size_t n = 0;
+  for (char c : mantissa)
+    if (c != '.') digits[n++] = c;
+  if (exponent < 0) {
+    out += "0."sv;
+    out.append(std::size_t(-exponent - 1), '0');
+    out.append(digits, n);
+    return;
+  }
+  std::size_t whole = std::size_t(exponent) + 1;
+  if (n <= whole) {
+    out.append(digits, n);
+    out.append(whole - n, '0');
+    out += ".0"sv;
+    return;
+  }
+  out.append(digits, whole);
+  out += '.';
+  out.append(digits + whole, n - whole);
 }
 
 void printNotation(const Value& v, std::string& out) {
@@ -410,7 +442,7 @@ void printNotation(const Value& v, std::string& out) {
       return;
     case ValueKind::url:
       out += "{\"$url\": "sv;
-      notation::appendJsonUtf8(v.asUrl(), out);
+      printJsonString(v.asUrl(), out);
       out += '}';
       return;
     case ValueKind::indexSet: {

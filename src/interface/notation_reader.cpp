@@ -9,6 +9,7 @@
 // the escaped record of {"$record": {...}}; when its object turns out to be an
 // ordinary record after all, the raw value is resolved then.
 #include <algorithm>
+#include <charconv>
 #include <cstring>
 #include <iterator>
 #include <limits>
@@ -76,35 +77,103 @@ bool isRealToken(std::string_view token) noexcept {
   return false;
 }
 
-// Tells an integer that is too large from a malformed number.
-bool isIntegerSyntax(std::string_view token) noexcept {
+// Whether `token` follows the JSON grammar of numbers:
+// -?(0|[1-9][0-9]*)(.[0-9]+)?([eE][+-]?[0-9]+)?
+bool isJsonNumber(std::string_view t) noexcept {
   std::size_t i = 0;
-  if (i < token.size() && token[i] == '-') ++i;
-  std::size_t digits = i;
-  while (i < token.size() && token[i] >= '0' && token[i] <= '9') ++i;
-  if (i == digits || (token[digits] == '0' && i - digits > 1)) return false;
-  while (i < token.size() && (token[i] == ' ' || token[i] == '\t' || token[i] == '\n' || token[i] == '\r')) ++i;
-  return i == token.size();
+  auto digits = [&] {
+    std::size_t from = i;
+    while (i < t.size() && t[i] >= '0' && t[i] <= '9') ++i;
+    return i - from;
+  };
+  if (i < t.size() && t[i] == '-') ++i;
+  std::size_t first = i;
+  std::size_t whole = digits();
+  if (whole == 0 || (whole > 1 && t[first] == '0')) return false;
+  if (i < t.size() && t[i] == '.') {
+    ++i;
+    if (digits() == 0) return false;
+  }
+  if (i < t.size() && (t[i] == 'e' || t[i] == 'E')) {
+    ++i;
+    if (i < t.size() && (t[i] == '+' || t[i] == '-')) ++i;
+    if (digits() == 0) return false;
+  }
+  return i == t.size();
 }
 
-[[noreturn]] void badNumber(simdjson::error_code error, std::string_view token, bool integer) {
-  // simdjson calls an integer beyond 64 bits a number of another type.
-  bool outOfRange = error == simdjson::INCORRECT_TYPE || error == simdjson::NUMBER_OUT_OF_RANGE;
-  if (integer && outOfRange && isIntegerSyntax(token)) malformed("integer out of range: " + std::string(token));
-  if (outOfRange) malformed("malformed or out-of-range number");
-  check(error);
-  malformed("malformed number");
+// Whether a well-formed real whose value a double cannot hold lies below the
+// smallest one rather than beyond the largest: the decimal exponent of its
+// first significant digit is negative (or it has none: zero).
+bool isUnderflow(std::string_view t) noexcept {
+  auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+  std::size_t i = t[0] == '-' ? 1 : 0;
+  bool significant = false;
+  std::int64_t magnitude = 0;  // the power of ten of the first significant digit
+  std::size_t whole = i;
+  while (i < t.size() && isDigit(t[i])) ++i;
+  for (std::size_t k = whole; k < i && !significant; ++k)
+    if (t[k] != '0') significant = true, magnitude = std::int64_t(i - k) - 1;
+  if (i < t.size() && t[i] == '.') {
+    std::size_t fraction = ++i;
+    for (; i < t.size() && isDigit(t[i]); ++i)
+      if (!significant && t[i] != '0') significant = true, magnitude = -std::int64_t(i - fraction) - 1;
+  }
+  if (!significant) return true;
+  std::int64_t exponent = 0;
+  bool negative = false;
+  if (i < t.size()) {  // at the 'e'
+    ++i;
+    if (t[i] == '+' || t[i] == '-') negative = t[i++] == '-';
+    // Saturates far beyond any double and any text's length.
+    for (; i < t.size(); ++i) exponent = std::min<std::int64_t>(exponent * 10 + (t[i] - '0'), 1'000'000'000'000);
+  }
+  return magnitude + (negative ? -exponent : exponent) < 0;
+}
+
+// A number token as an error message shows it: long ones in part.
+std::string shown(std::string_view token) {
+  constexpr std::size_t kMax = 40;
+  return token.size() <= kMax ? std::string(token) : std::string(token.substr(0, kMax)) + "\u2026";
+}
+
+std::string_view withoutTrailingSpace(std::string_view token) noexcept {
+  while (!token.empty() && (token.back() == ' ' || token.back() == '\t' || token.back() == '\n' || token.back() == '\r'))
+    token.remove_suffix(1);
+  return token;
+}
+
+// simdjson calls an integer beyond 64 bits, and a real beyond a double's
+// range, a number of another type or a malformed one; refusals that are not
+// about the number itself pass through as they are.
+bool isNumberRefusal(simdjson::error_code error) noexcept {
+  return error == simdjson::NUMBER_ERROR || error == simdjson::INCORRECT_TYPE ||
+         error == simdjson::NUMBER_OUT_OF_RANGE;
 }
 
 Value integerFrom(simdjson::simdjson_result<std::int64_t> result, std::string_view token) {
   std::int64_t i;
-  if (auto error = std::move(result).get(i)) badNumber(error, token, true);
+  if (auto error = std::move(result).get(i)) {
+    if (!isNumberRefusal(error)) check(error);
+    token = withoutTrailingSpace(token);
+    if (!isJsonNumber(token)) malformed("malformed number: " + shown(token));
+    malformed("integer out of the 64-bit range: " + shown(token));
+  }
   return Value::integer(i);
 }
 
 Value realFrom(simdjson::simdjson_result<double> result, std::string_view token) {
   double d;
-  if (auto error = std::move(result).get(d)) badNumber(error, token, false);
+  if (auto error = std::move(result).get(d)) {
+    if (!isNumberRefusal(error)) check(error);
+    token = withoutTrailingSpace(token);
+    if (!isJsonNumber(token)) malformed("malformed number: " + shown(token));
+    if (std::from_chars(token.data(), token.data() + token.size(), d).ec == std::errc()) return Value::real(d);
+    // simdjson takes exponents beyond its reach as malformed; a real too
+    // small for a double is zero, like the smaller ones simdjson reads.
+    if (!isUnderflow(token)) malformed("real out of range: " + shown(token));
+    return Value::real(token[0] == '-' ? -0.0 : 0.0);
+  }
   return Value::real(d);
 }
 
@@ -137,6 +206,12 @@ class ValueStack {
     size_ = base;
     return items;
   }
+  // The items from `base` on, moved into a new list value.
+  Value takeList(std::size_t base) {
+    Value list = Value::listMovingFrom(std::span<Value>(data_ + base, size_ - base));
+    truncate(base);  // the moved-from items own nothing
+    return list;
+  }
   void truncate(std::size_t size) noexcept {
     while (size_ > size) data_[--size_].~Value();
   }
@@ -161,21 +236,9 @@ class Reader {
  public:
   Value read(std::string_view json, const ReadOptions& options) {
     options_ = options;
-    items_.truncate(0);
-    fields_.clear();
-    // The parser needs padding after the text; the padding must not hold
-    // leftovers of an earlier text (a stray ']' there can mislead it).
-    std::size_t needed = json.size() + simdjson::SIMDJSON_PADDING;
-    if (needed > capacity_) {
-      capacity_ = std::max(needed, capacity_ + capacity_ / 2);
-      padded_.reset(new char[capacity_]);
-    }
-    if (!json.empty()) std::memcpy(padded_.get(), json.data(), json.size());
-    std::memset(padded_.get() + json.size(), 0, simdjson::SIMDJSON_PADDING);
-    end_ = reinterpret_cast<const std::uint8_t*>(padded_.get()) + json.size();
-
+    nothingDepth_ = 0;
     od::document doc;
-    check(parser_.iterate(padded_.get(), json.size(), capacity_).get(doc));
+    begin(json, doc);
     od::json_type type{};
     check(doc.type().get(type));
     Value result;
@@ -196,8 +259,12 @@ class Reader {
       case od::json_type::number: {
         std::string_view token;
         check(doc.raw_json_token().get(token));
-        result = isRealToken(token) ? realFrom(doc.get_double(), token) : integerFrom(doc.get_int64(), token);
-        break;
+        // The token runs up to what follows it, spaces included. A number
+        // that simdjson refused but that is read here after all leaves the
+        // document where it was, so the end is checked by the token itself.
+        if (reinterpret_cast<const std::uint8_t*>(token.data() + token.size()) != end_)
+          malformed("unexpected text after the JSON value");
+        return isRealToken(token) ? realFrom(doc.get_double(), token) : integerFrom(doc.get_int64(), token);
       }
       case od::json_type::string: {
         od::raw_json_string raw;
@@ -219,11 +286,48 @@ class Reader {
         break;
       }
     }
-    if (doc.current_location().error() != simdjson::OUT_OF_BOUNDS) malformed("unexpected text after the JSON value");
+    end(doc);
     return result;
   }
 
+  std::vector<Value> readList(std::string_view json) {
+    options_ = ReadOptions{.allowNothing = true};
+    nothingDepth_ = 1;
+    od::document doc;
+    begin(json, doc);
+    od::json_type type{};
+    check(doc.type().get(type));
+    if (type != od::json_type::array) malformed("an argument list must be a JSON list");
+    od::array array;
+    check(doc.get_array().get(array));
+    std::vector<Value> items = items_.take(pushItems(array, 0));
+    end(doc);
+    return items;
+  }
+
  private:
+  // Starts `doc` on a padded copy of `json`, with the stacks emptied of
+  // whatever a failed read left on them.
+  void begin(std::string_view json, od::document& doc) {
+    items_.truncate(0);
+    fields_.clear();
+    // The parser needs padding after the text; the padding must not hold
+    // leftovers of an earlier text (a stray ']' there can mislead it).
+    std::size_t needed = json.size() + simdjson::SIMDJSON_PADDING;
+    if (needed > capacity_) {
+      capacity_ = std::max(needed, capacity_ + capacity_ / 2);
+      padded_.reset(new char[capacity_]);
+    }
+    if (!json.empty()) std::memcpy(padded_.get(), json.data(), json.size());
+    std::memset(padded_.get() + json.size(), 0, simdjson::SIMDJSON_PADDING);
+    end_ = reinterpret_cast<const std::uint8_t*>(padded_.get()) + json.size();
+    check(parser_.iterate(padded_.get(), json.size(), capacity_).get(doc));
+  }
+
+  static void end(od::document& doc) {
+    if (doc.current_location().error() != simdjson::OUT_OF_BOUNDS) malformed("unexpected text after the JSON value");
+  }
+
   Value stringAt(od::raw_json_string raw) {
     unescapeString(reinterpret_cast<const std::uint8_t*>(raw.raw()), end_, text_);
     return Value::string(text_.view());
@@ -282,7 +386,10 @@ class Reader {
 
   // Items gather on one shared stack, so that each list is allocated once,
   // at its final size.
-  Value readArray(od::array& array, int depth) {
+  Value readArray(od::array& array, int depth) { return items_.takeList(pushItems(array, depth)); }
+
+  // Reads the items of `array` onto the stack; returns where they start.
+  std::size_t pushItems(od::array& array, int depth) {
     std::size_t base = items_.size();
     for (auto element : array) {
       od::value v;
@@ -301,7 +408,7 @@ class Reader {
         items_.emplace([&] { return readScalar(v, type); });
       }
     }
-    return Value::list(items_.take(base));
+    return base;
   }
 
   Value readObject(od::object& object, int depth, bool interpretTags) {
@@ -353,7 +460,7 @@ class Reader {
           if (!payload.isRecord()) malformed("$record needs an object");
           return escaped(payload);
         }
-        return notation::valueFromTag(*tag, payload, depth == 0, options_);
+        return notation::valueFromTag(*tag, payload, depth == nothingDepth_, options_);
       }
     }
 
@@ -405,19 +512,24 @@ class Reader {
   std::size_t capacity_ = 0;
   const std::uint8_t* end_ = nullptr;
   ReadOptions options_;
+  int nothingDepth_ = 0;  // where {"$nothing": true} may stand, when options_ allow it
   Utf16Buffer text_;
   ValueStack items_;
   std::vector<Record::Entry> fields_;
   std::vector<std::size_t> last_;
 };
 
+// One reader per thread keeps the parser's and the stacks' memory between
+// calls.
+Reader& threadReader() {
+  thread_local Reader reader;
+  return reader;
+}
+
 }  // namespace
 
-Value readNotation(std::string_view json, ReadOptions options) {
-  // One reader per thread keeps the parser's and the stacks' memory between
-  // calls.
-  thread_local Reader reader;
-  return reader.read(json, options);
-}
+Value readNotation(std::string_view json, ReadOptions options) { return threadReader().read(json, options); }
+
+std::vector<Value> readArgumentList(std::string_view jsonList) { return threadReader().readList(jsonList); }
 
 }  // namespace tessaro

@@ -286,6 +286,7 @@ Value bezierValue(const Value& payload) {
       readElements(value, path->elements);
       sawElements = true;
     } else if (k == u"dash") {
+      path->dashWritten = true;
       if (!value.isList()) malformed("$bezier: \"dash\" needs a list of numbers");
       for (const Value& length : value.asList()) {
         double d;
@@ -293,6 +294,7 @@ Value bezierValue(const Value& payload) {
         path->dash.push_back(d);
       }
     } else if (k == u"phase") {
+      path->phaseWritten = true;
       if (!numberOf(value, path->phase)) malformed("$bezier: \"phase\" needs a number");
     } else {
       malformed("$bezier: unknown key (elements, dash, phase)");

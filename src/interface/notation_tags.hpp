@@ -48,9 +48,6 @@ std::optional<FourCC> fourCCFromText(std::u16string_view text);
 // "Z" or a numeric offset, such as "2016-04-19T08:12:38.5+02:00".
 std::optional<double> parseIsoDateTime(std::string_view text) noexcept;
 
-// Appends `s` as a JSON string. Ill-formed UTF-8 becomes U+FFFD.
-void appendJsonUtf8(std::string_view s, std::string& out);
-
 [[noreturn]] inline void malformed(const std::string& message) { throw NotationError(message); }
 
 }  // namespace tessaro::notation

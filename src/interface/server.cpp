@@ -12,10 +12,6 @@ namespace tessaro {
 
 namespace {
 
-void appendJsonString(std::string_view utf8, std::string& out) {
-  printNotation(Value::fromUtf8(utf8), out);
-}
-
 std::string_view trim(std::string_view s) {
   while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\r' || s.back() == '\n'))
     s.remove_suffix(1);
@@ -65,9 +61,9 @@ std::string envelopeJson(const Outcome& outcome, std::optional<std::string_view>
   if (outcome.error) {
     key("error");
     out += "{\"domain\": ";
-    appendJsonString(outcome.error->domain, out);
+    printJsonString(outcome.error->domain, out);
     out += ", \"code\": " + std::to_string(outcome.error->code) + ", \"message\": ";
-    appendJsonString(outcome.error->message, out);
+    printJsonString(outcome.error->message, out);
     out += '}';
   }
   if (!outcome.outKeys.isNothing()) {
@@ -79,9 +75,9 @@ std::string envelopeJson(const Outcome& outcome, std::optional<std::string_view>
   if (outcome.failure) {
     key("failure");
     out += "{\"kind\": ";
-    appendJsonString(failureKindName(outcome.failure->kind()), out);
+    printJsonString(failureKindName(outcome.failure->kind()), out);
     out += ", \"message\": ";
-    appendJsonString(outcome.failure->what(), out);
+    printJsonString(outcome.failure->what(), out);
     out += '}';
   }
   out += '}';
@@ -89,26 +85,6 @@ std::string envelopeJson(const Outcome& outcome, std::optional<std::string_view>
 }
 
 int exitStatus(const Outcome& outcome) noexcept { return outcome.failure ? 2 : outcome.error ? 1 : 0; }
-
-namespace {
-
-// The items of a JSON list, each read as an argument (no value allowed).
-std::vector<Value> readArguments(std::string_view listJson) {
-  thread_local simdjson::ondemand::parser parser;
-  simdjson::padded_string padded(listJson);
-  std::vector<Value> args;
-  simdjson::ondemand::document doc;
-  simdjson::ondemand::array items;
-  if (parser.iterate(padded).get(doc) || doc.get_array().get(items)) throw NotationError("\"args\" must be a list");
-  for (auto item : items) {
-    simdjson::ondemand::value v;
-    if (item.get(v)) throw NotationError("malformed JSON in \"args\"");
-    args.push_back(readNotation(rawText(v), ReadOptions{.allowNothing = true}));
-  }
-  return args;
-}
-
-}  // namespace
 
 Request readRequest(std::string_view line, std::optional<std::string>& idJson) {
   thread_local simdjson::ondemand::parser parser;
@@ -151,7 +127,10 @@ Request readRequest(std::string_view line, std::optional<std::string>& idJson) {
   Value callValue = readNotation(*call);
   if (!callValue.isString()) throw NotationError("\"call\" must be a string");
   request.call = callValue.toUtf8();
-  if (args) request.args = readArguments(*args);
+  if (args) {
+    if (!args->starts_with('[')) throw NotationError("\"args\" must be a list");
+    request.args = readArgumentList(*args);
+  }
   if (errorOut) {
     if (*errorOut == "true") request.errorOut = true;
     else if (*errorOut == "false") request.errorOut = false;
@@ -166,7 +145,7 @@ std::string answerRequestLine(std::string_view line) {
     std::string out = "{";
     if (idJson) out += "\"id\": " + *idJson + ", ";
     out += "\"usage\": ";
-    appendJsonString(what, out);
+    printJsonString(what, out);
     out += '}';
     return out;
   };

@@ -39,16 +39,18 @@ TEST(Value, NumbersKeepTheirStorageKind) {
 }
 
 TEST(Value, StringsInlineAndSharedBehaveAlike) {
-  Value shortOne = str(u"abcdefg");       // inline
-  Value longOne = str(u"abcdefgh");       // in a body
-  EXPECT_EQ(shortOne.asString(), u"abcdefg");
-  EXPECT_EQ(longOne.asString(), u"abcdefgh");
+  Value shortOne = str(u"abcdefghijk");  // inline
+  Value longOne = str(u"abcdefghijkl");   // in a body
+  EXPECT_EQ(shortOne.asString(), u"abcdefghijk");
+  EXPECT_EQ(longOne.asString(), u"abcdefghijkl");
   EXPECT_EQ(str(u"") .asString(), u"");
   Value copy = longOne;
   EXPECT_TRUE(copy.isSameObject(longOne));
-  EXPECT_FALSE(str(u"abcdefgh").isSameObject(longOne));
-  EXPECT_EQ(str(u"abcdefgh"), longOne);
-  EXPECT_EQ(str(u"abcdefgh").hash(), longOne.hash());
+  EXPECT_FALSE(str(u"abcdefghijkl").isSameObject(longOne));
+  EXPECT_TRUE(str(u"abcdefghijk").isSameObject(shortOne));
+  EXPECT_EQ(str(u"abcdefghijkl"), longOne);
+  EXPECT_EQ(str(u"abcdefghijkl").hash(), longOne.hash());
+  EXPECT_EQ(Value::range(3, 4).asRange(), (Range{3, 4}));
   Value moved = std::move(copy);
   EXPECT_TRUE(copy.isNothing());
   EXPECT_EQ(moved, longOne);
