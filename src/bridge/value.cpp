@@ -226,14 +226,17 @@ Value Value::date(double seconds) noexcept {
 }
 
 Value Value::string(std::u16string_view s) {
+  Value v;
   if (s.size() <= kInlineChars) {
-    Value v;
+    // Written in place, unit by unit: building the inline form in a
+    // temporary and copying it would stall on store forwarding.
     v.rep_.small = Small{ValueKind::string, std::uint8_t(s.size()), {}};
-    std::memcpy(v.rep_.small.chars, s.data(), s.size() * sizeof(char16_t));
+    for (std::size_t i = 0; i < s.size(); ++i) v.rep_.small.chars[i] = s[i];
     return v;
   }
-  Value v = withBody(ValueKind::string, detail::StringBody::make(s));
+  v.rep_.big.kind = ValueKind::string;
   v.rep_.big.length = kLongString;
+  v.rep_.big.u.body = detail::StringBody::make(s);
   return v;
 }
 
