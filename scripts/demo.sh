@@ -25,5 +25,5 @@ while IFS= read -r line; do
 done <samples/demo_calls.txt
 
 echo
-echo "== The same calls through one 'tessaro serve' process:"
+echo "== More calls, through one 'tessaro serve' process:"
 "$tessaro" serve <samples/demo_requests.jsonl
