@@ -28,6 +28,19 @@ grep -q "unknown selector" "$tmp/err"; check "usage explained on stderr" 0 $?
 "$tessaro" call URLFrom: '[1,' >/dev/null 2>&1; check "malformed JSON argument" 64 $?
 "$tessaro" bogus >/dev/null 2>&1; check "unknown verb" 64 $?
 
+# Options anywhere before or after the selector; @PATH arguments.
+out=$("$tessaro" call URLFrom: 5 --no-error-out); check "option after the selector" '{}' "$out"
+out=$("$tessaro" --plain call frameworkVersion); check "option before call" '0.1.0' "$out"
+"$tessaro" call --bogus frameworkVersion >/dev/null 2>&1; check "unknown option" 64 $?
+printf '\xEF\xBB\xBF/tmp' >"$tmp/path.txt"
+out=$("$tessaro" call URLFrom: "@$tmp/path.txt"); check "@PATH drops the byte-order mark" '{"result": {"$url": "file:///tmp/"}}' "$out"
+out=$(printf '/tmp' | "$tessaro" call URLFrom: @-); check "@- reads standard input" '{"result": {"$url": "file:///tmp/"}}' "$out"
+printf '/tmp\xFF' >"$tmp/bad.txt"
+"$tessaro" call URLFrom: "@$tmp/bad.txt" >/dev/null 2>&1; check "@PATH that is not UTF-8" 64 $?
+"$tessaro" call URLFrom: "@$tmp/missing.txt" >/dev/null 2>&1; check "@PATH that cannot be read" 64 $?
+out=$("$tessaro" call KRV_fordItemIn: 2.0); check "a real stays a real" '{"result": {"$descriptor": {"type": "doub", "hex": "0000000000000040"}}}' "$out"
+"$tessaro" call KRV_fordItemIn:options: '{"$data": "AQ=="}' 0 >/dev/null; check "host failure exits 2" 2 $?
+
 # list: public selectors first.
 "$tessaro" list >"$tmp/list"; check "list status" 0 $?
 first_private=$(grep -n '^KRV_' "$tmp/list" | head -1 | cut -d: -f1)

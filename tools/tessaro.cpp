@@ -1,5 +1,6 @@
 // The `tessaro` command: calls one command of the library from the shell, or
 // serves calls line by line. A thin client of the registry.
+#include <algorithm>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -70,18 +71,24 @@ void printPlain(const tessaro::Outcome& outcome) {
               << "\n";
 }
 
-int call(const std::vector<std::string>& words) {
+int call(std::vector<std::string> words) {
+  // Options may stand anywhere: no JSON argument starts with "--".
   bool errorOut = true, plain = false;
-  std::size_t i = 0;
-  for (; i < words.size() && words[i].rfind("--", 0) == 0; ++i) {
-    if (words[i] == "--no-error-out")
+  for (auto it = words.begin(); it != words.end();) {
+    if (it->rfind("--", 0) != 0) {
+      ++it;
+      continue;
+    }
+    if (*it == "--no-error-out")
       errorOut = false;
-    else if (words[i] == "--plain")
+    else if (*it == "--plain")
       plain = true;
     else
-      return usage("unknown option " + words[i]);
+      return usage("unknown option " + *it);
+    it = words.erase(it);
   }
-  if (i == words.size()) return usage("call needs a selector");
+  std::size_t i = 0;
+  if (words.empty()) return usage("call needs a selector");
   const std::string& selector = words[i++];
   const tessaro::Command* command = tessaro::registry().find(selector);
   if (!command) return usage("unknown selector " + selector);
@@ -118,9 +125,14 @@ int main(int argc, char** argv) {
   tessaro::reloadEnvironmentDefaults();
   std::vector<std::string> words(argv + 1, argv + argc);
   if (words.empty()) return usage("no command given");
+  // `tessaro --no-error-out call …` reads as `tessaro call --no-error-out …`.
+  auto verbAt = std::find_if(words.begin(), words.end(), [](const std::string& w) { return w.rfind("--", 0) != 0; });
+  if (verbAt != words.end() && *verbAt == "call") {
+    words.erase(verbAt);
+    return call(std::move(words));
+  }
   std::string verb = words.front();
   words.erase(words.begin());
-  if (verb == "call") return call(words);
   if (verb == "list") {
     if (!words.empty()) return usage("list takes no arguments");
     for (const tessaro::Command& c : tessaro::registry().commands()) std::cout << c.selector() << "\n";
