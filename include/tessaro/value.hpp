@@ -11,6 +11,7 @@
 #include <atomic>
 #include <cstdint>
 #include <initializer_list>
+#include <iosfwd>
 #include <span>
 #include <string>
 #include <string_view>
@@ -283,6 +284,9 @@ const T* Value::objectAs() const noexcept {
 // Throws the host's unrecognizedSelector failure for a value asked for
 // something its kind does not answer.
 [[noreturn]] void doesNotAnswer(const Value& v, std::string_view selector);
+
+// Writes the value in the JSON value notation (tessaro/notation.hpp).
+std::ostream& operator<<(std::ostream& out, const Value& v);
 
 struct ValueHash {
   std::size_t operator()(const Value& v) const noexcept { return v.hash(); }

@@ -5,6 +5,7 @@
 // to a text that reads as the same value.
 #include <charconv>
 #include <cmath>
+#include <ostream>
 #include <string_view>
 
 #include <openssl/evp.h>
@@ -480,4 +481,8 @@ std::string printNotation(const Value& v) {
   return out;
 }
 
+}  // namespace tessaro
+
+namespace tessaro {
+std::ostream& operator<<(std::ostream& out, const Value& v) { return out << printNotation(v); }
 }  // namespace tessaro
