@@ -157,7 +157,11 @@ Value integerFrom(simdjson::simdjson_result<std::int64_t> result, std::string_vi
     if (!isNumberRefusal(error)) check(error);
     token = withoutTrailingSpace(token);
     if (!isJsonNumber(token)) malformed("malformed number: " + shown(token));
-    malformed("integer out of the 64-bit range: " + shown(token));
+    // simdjson also refuses a whole text that is a number followed by more
+    // white space than it copies to read the number.
+    auto [end, ec] = std::from_chars(token.data(), token.data() + token.size(), i);
+    if (ec != std::errc() || end != token.data() + token.size())
+      malformed("integer out of the 64-bit range: " + shown(token));
   }
   return Value::integer(i);
 }
@@ -274,14 +278,25 @@ class Reader {
       }
       case od::json_type::boolean: {
         bool b;
-        if (auto error = doc.get_bool().get(b))
-          malformed(error == simdjson::TRAILING_CONTENT ? std::string(describe(error)) : "malformed JSON literal");
+        if (auto error = doc.get_bool().get(b)) {
+          if (error == simdjson::TRAILING_CONTENT) malformed(std::string(describe(error)));
+          if (wholeText(doc) == "true") return Value::boolean(true);
+          if (wholeText(doc) == "false") return Value::boolean(false);
+          malformed("malformed JSON literal");
+        }
         result = Value::boolean(b);
         break;
       }
       case od::json_type::null: {
+        // simdjson takes "nulll " for null: the literal is checked here.
+        std::string_view token;
+        check(doc.raw_json_token().get(token));
+        if (withoutTrailingSpace(token) != "null") malformed("malformed JSON literal");
         bool isNull = false;
-        if (doc.is_null().get(isNull) != simdjson::SUCCESS || !isNull) malformed("malformed JSON literal");
+        if (doc.is_null().get(isNull) != simdjson::SUCCESS || !isNull) {
+          if (wholeText(doc) == "null") return Value::null();
+          malformed("malformed JSON literal");
+        }
         result = Value::null();
         break;
       }
@@ -322,6 +337,18 @@ class Reader {
     std::memset(padded_.get() + json.size(), 0, simdjson::SIMDJSON_PADDING);
     end_ = reinterpret_cast<const std::uint8_t*>(padded_.get()) + json.size();
     check(parser_.iterate(padded_.get(), json.size(), capacity_).get(doc));
+  }
+
+  // The root scalar without the white space after it, when nothing else
+  // follows it. simdjson refuses some root literals followed by white space
+  // ("null " and "true" with many spaces after it); they are read from the
+  // text then.
+  std::string_view wholeText(od::document& doc) const {
+    std::string_view token;
+    if (doc.raw_json_token().get(token) != simdjson::SUCCESS ||
+        reinterpret_cast<const std::uint8_t*>(token.data() + token.size()) != end_)
+      return {};
+    return withoutTrailingSpace(token);
   }
 
   static void end(od::document& doc) {
@@ -520,10 +547,13 @@ class Reader {
 };
 
 // One reader per thread keeps the parser's and the stacks' memory between
-// calls.
+// calls. It is reached through a pointer: were it the thread-local object
+// itself, the compiler would specialise the reading functions for it and
+// recompute its thread-local address at every access to a member (some 8%
+// of the time reading a table).
 Reader& threadReader() {
-  thread_local Reader reader;
-  return reader;
+  thread_local std::unique_ptr<Reader> reader = std::make_unique<Reader>();
+  return *reader;
 }
 
 }  // namespace

@@ -339,6 +339,25 @@ TEST(Notation, MalformedTextIsRefused) {
   EXPECT_THROW(readNotation(R"({"$nothing": true})"), NotationError);
 }
 
+TEST(Notation, AWholeTextScalarMayEndInWhiteSpace) {
+  // The parser copies a root scalar to a small buffer to read it, white
+  // space and all, and checks what follows "null" one byte too far.
+  EXPECT_EQ(readNotation("8" + std::string(30, '\t')), Value::integer(8));
+  EXPECT_EQ(readNotation("-12" + std::string(100, ' ')).asInteger(), -12);
+  EXPECT_EQ(readNotation("-0" + std::string(30, ' ')).kind(), ValueKind::integer);
+  EXPECT_EQ(readNotation("1.5" + std::string(2000, ' ')).asReal(), 1.5);
+  EXPECT_TRUE(readNotation("null ").isNull());
+  EXPECT_TRUE(readNotation("null\t\n").isNull());
+  EXPECT_EQ(readNotation("true" + std::string(20, ' ')), Value::boolean(true));
+  EXPECT_EQ(readNotation("false" + std::string(20, '\n')), Value::boolean(false));
+  for (const char* text : {"nulll ", "nullx  ", "nulll          ", "truee     ", "falsex          "})
+    EXPECT_EQ(readError(text), "malformed JSON literal") << text;
+  EXPECT_EQ(readError("99999999999999999999" + std::string(30, ' ')),
+            "integer out of the 64-bit range: 99999999999999999999");
+  EXPECT_EQ(readError("8" + std::string(30, ' ') + "x"), "unexpected text after the JSON value");
+  EXPECT_EQ(readError("null" + std::string(30, ' ') + "x"), "malformed JSON literal");
+}
+
 TEST(Notation, NestingIsLimited) {
   std::string deep = std::string(400, '[') + std::string(400, ']');
   EXPECT_EQ(readNotation(deep).kind(), ValueKind::list);
