@@ -97,6 +97,11 @@ class Value {
   static Value integer(std::int64_t i) noexcept;
   static Value real(double d) noexcept;
   static Value string(std::u16string_view s);
+  // The same as string(s) for a caller whose buffer holds at least
+  // kPaddedChars code units from s.data() on, whatever s.size() is: a short
+  // string is then taken with fixed-size register moves.
+  static constexpr std::size_t kPaddedChars = 16;
+  static Value stringFromPadded(std::u16string_view s);
   static Value fromUtf8(std::string_view utf8);  // invalid bytes become U+FFFD
   static Value date(double secondsSinceReferenceDate) noexcept;
   static Value data(std::string bytes);

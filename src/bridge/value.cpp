@@ -8,6 +8,9 @@
 #include <functional>
 #include <limits>
 #include <new>
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "bridge/unicode.hpp"
 #include "tessaro/errors.hpp"
@@ -125,6 +128,23 @@ int compareNumbers(const Value& a, const Value& b) noexcept {
   return lx < ly ? -1 : lx > ly ? 1 : 0;
 }
 
+// Copies n <= 22 bytes as two fixed-size blocks, the second ending where the
+// text ends.
+inline void copySmall(unsigned char* to, const unsigned char* from, std::size_t n) noexcept {
+  if (n >= 16) {
+    std::memcpy(to, from, 16);
+    std::memcpy(to + n - 16, from + n - 16, 16);
+  } else if (n >= 8) {
+    std::memcpy(to, from, 8);
+    std::memcpy(to + n - 8, from + n - 8, 8);
+  } else if (n >= 4) {
+    std::memcpy(to, from, 4);
+    std::memcpy(to + n - 4, from + n - 4, 4);
+  } else if (n >= 2) {
+    std::memcpy(to, from, 2);
+  }
+}
+
 bool isWhite(char16_t c) noexcept { return c == ' ' || (c >= 0x09 && c <= 0x0d) || c == 0xa0; }
 
 // The leading decimal number of a string, after white space and a sign, as
@@ -228,15 +248,41 @@ Value Value::date(double seconds) noexcept {
 Value Value::string(std::u16string_view s) {
   Value v;
   if (s.size() <= kInlineChars) {
-    // Written in place, unit by unit: building the inline form in a
-    // temporary and copying it would stall on store forwarding.
+    // Written in place with at most two fixed-size copies that may overlap
+    // (a variable-length copy of a few bytes costs more than the rest of
+    // making the value).
     v.rep_.small = Small{ValueKind::string, std::uint8_t(s.size()), {}};
-    for (std::size_t i = 0; i < s.size(); ++i) v.rep_.small.chars[i] = s[i];
+    copySmall(reinterpret_cast<unsigned char*>(v.rep_.small.chars), reinterpret_cast<const unsigned char*>(s.data()),
+              s.size() * sizeof(char16_t));
     return v;
   }
   v.rep_.big.kind = ValueKind::string;
   v.rep_.big.length = kLongString;
   v.rep_.big.u.body = detail::StringBody::make(s);
+  return v;
+}
+
+Value Value::stringFromPadded(std::u16string_view s) {
+  if (s.size() > kInlineChars) return string(s);
+  // Units past the end are copied too; nothing ever reads them.
+  Value v;
+#if defined(__SSE2__)
+  // The whole 24 bytes are assembled in registers and stored twice: writing
+  // the kind, the length and the units separately and then moving the value
+  // would stall the processor on store forwarding.
+  const __m128i* from = reinterpret_cast<const __m128i*>(s.data());
+  __m128i first = _mm_loadu_si128(from), second = _mm_loadu_si128(from + 1);
+  __m128i head = _mm_insert_epi16(_mm_slli_si128(first, 2),
+                                  int(std::uint8_t(ValueKind::string)) | int(s.size()) << 8, 0);
+  __m128i tail = _mm_or_si128(_mm_srli_si128(first, 14), _mm_slli_si128(second, 2));
+  v.rep_.small = Small{};
+  std::memcpy(static_cast<void*>(&v.rep_), &head, 16);
+  _mm_storel_epi64(reinterpret_cast<__m128i*>(reinterpret_cast<unsigned char*>(&v.rep_) + 16), tail);
+#else
+  v.rep_.small.kind = ValueKind::string;
+  v.rep_.small.length = std::uint8_t(s.size());
+  std::memcpy(v.rep_.small.chars, s.data(), sizeof v.rep_.small.chars);
+#endif
   return v;
 }
 

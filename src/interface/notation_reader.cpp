@@ -357,7 +357,7 @@ class Reader {
 
   Value stringAt(od::raw_json_string raw) {
     unescapeString(reinterpret_cast<const std::uint8_t*>(raw.raw()), end_, text_);
-    return Value::string(text_.view());
+    return Value::stringFromPadded(text_.view());  // the buffer always has room beyond the text
   }
 
   // `interpretTags` is false for a "$record" key's value: an object read
