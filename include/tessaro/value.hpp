@@ -107,8 +107,9 @@ class Value {
   static Value data(std::string bytes);
   static Value list(std::vector<Value> items);
   static Value list(std::initializer_list<Value> items) { return list(std::vector<Value>(items)); }
-  // A list of the items, moved out of `items` (which is left holding no values).
-  static Value listMovingFrom(std::span<Value> items);
+  // A list that takes the items over bit for bit. The caller must then treat
+  // their places as raw storage: neither use nor destroy them again.
+  static Value listAdopting(std::span<Value> items);
   static Value record(Record record);
   static Value url(std::string absoluteString);
   static Value indexSet(IndexSet set);

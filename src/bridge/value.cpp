@@ -53,10 +53,19 @@ struct ListBody final : Body {
 
   // Moves the items in; `from` is left holding no values.
   static ListBody* make(Value* from, std::size_t n) {
-    void* memory = ::operator new(sizeof(ListBody) + n * sizeof(Value));
-    auto* body = ::new (memory) ListBody(n);
+    auto* body = allocate(n);
     for (std::size_t i = 0; i < n; ++i) ::new (static_cast<void*>(body->items() + i)) Value(std::move(from[i]));
     return body;
+  }
+  // Takes the items over as raw bytes (a Value holds no pointer to itself).
+  static ListBody* adopt(Value* from, std::size_t n) {
+    auto* body = allocate(n);
+    if (n) std::memcpy(static_cast<void*>(body->items()), static_cast<const void*>(from), n * sizeof(Value));
+    return body;
+  }
+  static ListBody* allocate(std::size_t n) {
+    void* memory = ::operator new(sizeof(ListBody) + n * sizeof(Value));
+    return ::new (memory) ListBody(n);
   }
   static void operator delete(void* p) { ::operator delete(p); }
 };
@@ -308,8 +317,8 @@ Value Value::list(std::vector<Value> items) {
   return withBody(ValueKind::list, detail::ListBody::make(items.data(), items.size()));
 }
 
-Value Value::listMovingFrom(std::span<Value> items) {
-  return withBody(ValueKind::list, detail::ListBody::make(items.data(), items.size()));
+Value Value::listAdopting(std::span<Value> items) {
+  return withBody(ValueKind::list, detail::ListBody::adopt(items.data(), items.size()));
 }
 
 Value Value::record(Record record) {

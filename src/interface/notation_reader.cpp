@@ -210,10 +210,11 @@ class ValueStack {
     size_ = base;
     return items;
   }
-  // The items from `base` on, moved into a new list value.
+  // The items from `base` on, handed over to a new list value; their places
+  // on the stack become raw storage again.
   Value takeList(std::size_t base) {
-    Value list = Value::listMovingFrom(std::span<Value>(data_ + base, size_ - base));
-    truncate(base);  // the moved-from items own nothing
+    Value list = Value::listAdopting(std::span<Value>(data_ + base, size_ - base));
+    size_ = base;
     return list;
   }
   void truncate(std::size_t size) noexcept {
