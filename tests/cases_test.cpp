@@ -115,6 +115,20 @@ class ScopedEnvironment {
   std::vector<std::pair<std::string, std::optional<std::string>>> saved_;
 };
 
+// Every case starts from the same environment, whatever the machine's: a
+// case names the variables it depends on, and nothing else leaks in.
+class BaselineEnvironment : public testing::Environment {
+ public:
+  void SetUp() override {
+    for (const char* name : {"LC_ALL", "LC_MESSAGES", "LC_TIME", "TESSARO_STARTUP_VOLUME", "TESSARO_VOLUMES_DIR"})
+      unsetenv(name);
+    setenv("LANG", "en_US.UTF-8", 1);
+    setenv("TZ", "UTC", 1);
+    reloadEnvironmentDefaults();
+  }
+};
+testing::Environment* const baseline = testing::AddGlobalTestEnvironment(new BaselineEnvironment);
+
 void PrintTo(const Case& c, std::ostream* os) { *os << c.file << ".jsonl:" << c.line; }
 
 class CommandCase : public testing::TestWithParam<Case> {};

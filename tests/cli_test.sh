@@ -41,6 +41,15 @@ printf '/tmp\xFF' >"$tmp/bad.txt"
 out=$("$tessaro" call KRV_fordItemIn: 2.0); check "a real stays a real" '{"result": {"$descriptor": {"type": "doub", "hex": "0000000000000040"}}}' "$out"
 "$tessaro" call KRV_fordItemIn:options: '{"$data": "AQ=="}' 0 >/dev/null; check "host failure exits 2" 2 $?
 
+# The process takes its locale, calendar and time zone from its environment.
+out=$(env -u LC_ALL LANG=th_TH@calendar=buddhist TZ=UTC "$tessaro" call dateValuesFrom: '{"$date": 482797958.5}')
+check "calendar from LANG" '{"result": [0, 2559, 4, 19]}' "$out"
+out=$(env -u LC_ALL LANG=en_US.UTF-8 TZ=Asia/Tokyo "$tessaro" call timeValuesFrom: '{"$date": 0.0}')
+check "time zone from TZ" '{"result": [9, 0, 0, 0]}' "$out"
+out=$(echo '{"call": "dateValuesFrom:", "args": [{"$date": 482797958.5}]}' |
+      env LC_ALL=ja_JP@calendar=japanese LANG=en_US.UTF-8 TZ=UTC "$tessaro" serve)
+check "serve too, LC_ALL first" '{"result": [235, 28, 4, 19]}' "$out"
+
 # list: public selectors first.
 "$tessaro" list >"$tmp/list"; check "list status" 0 $?
 first_private=$(grep -n '^KRV_' "$tmp/list" | head -1 | cut -d: -f1)

@@ -8,8 +8,6 @@
 #include <string>
 #include <vector>
 
-#include <unicode/utf8.h>
-
 #include "tessaro/environment.hpp"
 #include "tessaro/notation.hpp"
 #include "tessaro/registry.hpp"
@@ -27,18 +25,8 @@ int usage(const std::string& what) {
   return kUsage;
 }
 
-bool isValidUtf8(const std::string& s) {
-  int32_t i = 0, n = int32_t(s.size());
-  while (i < n) {
-    UChar32 c;
-    U8_NEXT(s.data(), i, n, c);
-    if (c < 0) return false;
-  }
-  return true;
-}
-
 // "@PATH" reads a file's text ("@-" standard input) as a string.
-bool readFileArgument(const std::string& path, std::string& text, std::string& problem) {
+bool readFileArgument(const std::string& path, tessaro::Value& text, std::string& problem) {
   std::ostringstream buffer;
   if (path == "-") {
     buffer << std::cin.rdbuf();
@@ -50,13 +38,12 @@ bool readFileArgument(const std::string& path, std::string& text, std::string& p
     }
     buffer << file.rdbuf();
   }
-  text = buffer.str();
-  if (text.rfind("\xEF\xBB\xBF", 0) == 0) text.erase(0, 3);
-  if (!isValidUtf8(text)) {
-    problem = path + " is not valid UTF-8 text";
-    return false;
-  }
-  return true;
+  std::string bytes = buffer.str();
+  std::string_view content = bytes;
+  if (content.rfind("\xEF\xBB\xBF", 0) == 0) content.remove_prefix(3);
+  text = tessaro::Value::fromValidUtf8(content);
+  if (text.isNothing()) problem = path + " is not valid UTF-8 text";
+  return !text.isNothing();
 }
 
 // --plain: strings print as their text, everything else in the notation.
@@ -96,9 +83,10 @@ int call(std::vector<std::string> words) {
   for (; i < words.size(); ++i) {
     const std::string& word = words[i];
     if (word.size() > 1 && word[0] == '@') {
-      std::string text, problem;
+      tessaro::Value text;
+      std::string problem;
       if (!readFileArgument(word.substr(1), text, problem)) return usage(problem);
-      args.push_back(tessaro::Value::fromUtf8(text));
+      args.push_back(std::move(text));
       continue;
     }
     try {

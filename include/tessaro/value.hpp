@@ -103,6 +103,7 @@ class Value {
   static constexpr std::size_t kPaddedChars = 16;
   static Value stringFromPadded(std::u16string_view s);
   static Value fromUtf8(std::string_view utf8);  // invalid bytes become U+FFFD
+  static Value fromValidUtf8(std::string_view utf8);  // no value when `utf8` is ill-formed
   static Value date(double secondsSinceReferenceDate) noexcept;
   static Value data(std::string bytes);
   static Value list(std::vector<Value> items);

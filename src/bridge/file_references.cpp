@@ -68,7 +68,8 @@ Value KRVForder::HFSPathFromURL_colonForPackages_(const Value& url, const Value&
   // An item that cannot be read (one that does not exist) is taken as it is.
   std::optional<platform::ItemKind> kind = platform::readItemKind(*path);
   if (kind && kind->isDirectory && (colonAfterPackages || !kind->isPackage)) hfsPath->push_back(':');
-  return Value::fromUtf8(*hfsPath);
+  // A name that is not text cannot be written in an HFS path.
+  return Value::fromValidUtf8(*hfsPath);
 }
 
 Value KRVForder::KRV_fordURLFromHFSPath_(const Value& hfsPath) {

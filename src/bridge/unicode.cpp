@@ -17,6 +17,16 @@ std::u16string utf16FromUtf8(std::string_view utf8) {
   return out;
 }
 
+std::optional<std::u16string> utf16FromValidUtf8(std::string_view utf8) {
+  std::u16string out(utf8.size(), u'\0');
+  int32_t length = 0;
+  UErrorCode status = U_ZERO_ERROR;
+  u_strFromUTF8(out.data(), int32_t(out.size()), &length, utf8.data(), int32_t(utf8.size()), &status);
+  if (U_FAILURE(status)) return std::nullopt;
+  out.resize(std::size_t(length));
+  return out;
+}
+
 void appendUtf8(std::u16string_view utf16, std::string& out) {
   if (utf16.empty()) return;
   std::size_t start = out.size();

@@ -3,6 +3,7 @@
 // ICU reads Value strings in place.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -14,6 +15,8 @@ namespace tessaro {
 
 // Ill-formed bytes become U+FFFD.
 std::u16string utf16FromUtf8(std::string_view utf8);
+// No value when the bytes are not well-formed UTF-8.
+std::optional<std::u16string> utf16FromValidUtf8(std::string_view utf8);
 // Lone surrogates become U+FFFD.
 std::string utf8FromUtf16(std::u16string_view utf16);
 void appendUtf8(std::u16string_view utf16, std::string& out);

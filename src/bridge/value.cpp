@@ -8,6 +8,7 @@
 #include <functional>
 #include <limits>
 #include <new>
+#include <optional>
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
@@ -305,6 +306,11 @@ Value Value::fromUtf8(std::string_view utf8) {
     }
   }
   return string(utf16FromUtf8(utf8));
+}
+
+Value Value::fromValidUtf8(std::string_view utf8) {
+  std::optional<std::u16string> text = utf16FromValidUtf8(utf8);
+  return text ? string(*text) : Value();
 }
 
 Value Value::data(std::string bytes) {

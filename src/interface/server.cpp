@@ -40,6 +40,42 @@ std::string_view rawText(simdjson::ondemand::value v) {
   return trim(text);
 }
 
+// A JSON number as the grammar writes it, whatever its magnitude.
+bool isJsonNumber(std::string_view t) {
+  std::size_t i = 0;
+  auto digits = [&] {
+    std::size_t start = i;
+    while (i < t.size() && t[i] >= '0' && t[i] <= '9') ++i;
+    return i > start;
+  };
+  if (i < t.size() && t[i] == '-') ++i;
+  if (i < t.size() && t[i] == '0') ++i;
+  else if (!digits()) return false;
+  if (i < t.size() && t[i] == '.') {
+    ++i;
+    if (!digits()) return false;
+  }
+  if (i < t.size() && (t[i] == 'e' || t[i] == 'E')) {
+    ++i;
+    if (i < t.size() && (t[i] == '+' || t[i] == '-')) ++i;
+    if (!digits()) return false;
+  }
+  return i == t.size();
+}
+
+// Whether `text` is one complete JSON value. Splitting the request only
+// skims over the id, so it is checked on its own before it is echoed.
+bool isJsonText(std::string_view text) {
+  thread_local simdjson::dom::parser parser;
+  simdjson::dom::element element;
+  simdjson::error_code ec = parser.parse(text.data(), text.size()).get(element);
+  if (!ec) return true;
+  // Numbers beyond what a double or a 64-bit integer holds are still JSON.
+  bool numberProblem = ec == simdjson::NUMBER_ERROR || ec == simdjson::INCORRECT_TYPE ||
+                       ec == simdjson::NUMBER_OUT_OF_RANGE;
+  return numberProblem && isJsonNumber(text);
+}
+
 }  // namespace
 
 std::string envelopeJson(const Outcome& outcome, std::optional<std::string_view> idJson) {
@@ -104,7 +140,11 @@ Request readRequest(std::string_view line, std::optional<std::string>& idJson) {
       std::string_view name;
       simdjson::ondemand::value value;
       if (field.unescaped_key().get(name) || field.value().get(value)) throw NotationError("malformed JSON");
-      if (name == "id") idJson = std::string(rawText(value));
+      if (name == "id") {
+        std::string_view id = rawText(value);
+        if (!isJsonText(id)) throw NotationError("\"id\" is not well-formed JSON");
+        idJson = std::string(id);
+      }
       else if (name == "call") call = rawText(value);
       else if (name == "args") args = rawText(value);
       else if (name == "errorOut") errorOut = rawText(value);

@@ -54,10 +54,11 @@ bool hasPackageExtension(std::string_view name) noexcept {
 }
 
 std::optional<ItemKind> readItemKind(std::string_view path) {
-  // A NUL byte would silently shorten the path handed to stat().
+  // A NUL byte would silently shorten the path handed to lstat().
   if (path.empty() || path.find('\0') != std::string_view::npos) return std::nullopt;
   struct stat info {};
-  if (::stat(std::string(path).c_str(), &info) != 0) return std::nullopt;
+  // A symbolic link is an item of its own, not the folder it points to.
+  if (::lstat(std::string(path).c_str(), &info) != 0) return std::nullopt;
   ItemKind kind;
   kind.isDirectory = S_ISDIR(info.st_mode);
   kind.isPackage = kind.isDirectory && hasPackageExtension(path);

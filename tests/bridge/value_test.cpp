@@ -58,6 +58,10 @@ TEST(Value, StringsInlineAndSharedBehaveAlike) {
   EXPECT_EQ(Value::fromUtf8("h\xC3\xA9llo w\xC3\xB6rld").asString(), u"h\u00e9llo w\u00f6rld");
   EXPECT_EQ(Value::fromUtf8("\xF0\x9F\x98\x80").asString().size(), 2u);
   EXPECT_EQ(Value::fromUtf8("a\xFF").asString(), u"a\uFFFD");
+  EXPECT_EQ(Value::fromValidUtf8("h\xC3\xA9").asString(), u"h\u00e9");
+  EXPECT_TRUE(Value::fromValidUtf8("a\xFF").isNothing());
+  EXPECT_TRUE(Value::fromValidUtf8("\xED\xA0\x80").isNothing());  // an encoded surrogate
+  EXPECT_EQ(Value::fromValidUtf8("").asString(), u"");
   const char16_t lone[] = {u'x', char16_t(0xD800)};
   EXPECT_EQ(Value::string(std::u16string_view(lone, 2)).toUtf8(), "x\xEF\xBF\xBD");
 }

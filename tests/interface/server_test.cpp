@@ -94,3 +94,22 @@ TEST(Server, EnvelopeStringsAreWrittenAsUtf8) {
 
 }  // namespace
 }  // namespace tessaro
+
+namespace tessaro {
+namespace {
+
+TEST(Server, IdsAreEchoedOnlyWhenTheyAreJson) {
+  auto answer = [](const std::string& id) {
+    return answerRequestLine(R"({"id": )" + id + R"(, "call": "frameworkVersion", "args": []})");
+  };
+  // Any JSON value comes back as written, even one the notation would refuse.
+  for (const char* id : {R"({"$nothing": true})", "99999999999999999999", "1e999", "-0.5e-3", R"("a\u0000")",
+                         R"([1, {"b": null}])"})
+    EXPECT_EQ(answer(id), std::string(R"({"id": )") + id + R"(, "result": "0.1.0"})") << id;
+  // Anything else makes the line unusable, and is not echoed.
+  for (const char* id : {"213e", "[1 2]", "06", "tru", R"("a\q")", "1.", "0x10"})
+    EXPECT_EQ(answer(id), R"({"usage": "\"id\" is not well-formed JSON"})") << id;
+}
+
+}  // namespace
+}  // namespace tessaro

@@ -50,11 +50,13 @@ TEST(ReadItemKind, TellsFilesFoldersAndPackagesApart) {
   EXPECT_EQ(kind("Tool.APP"), "folder package");
   EXPECT_EQ(kind("Tool.APP/"), "folder package");
   EXPECT_EQ(kind("notes.rtfd"), "file");
-  // Links are followed; the name the item is reached by decides the package.
-  EXPECT_EQ(kind("Shortcut.bundle"), "folder package");
-  EXPECT_EQ(kind("dangling"), "none");
+  // A link is an item of its own, whatever it points to.
+  EXPECT_EQ(kind("Shortcut.bundle"), "file");
+  EXPECT_EQ(kind("dangling"), "file");
+  // ...but a trailing slash resolves it, as the system does.
+  EXPECT_EQ(kind("Shortcut.bundle/"), "folder package");
   EXPECT_EQ(kind("missing"), "none");
-  // stat() would see only the part before the NUL, which is a folder.
+  // lstat() would see only the part before the NUL, which is a folder.
   EXPECT_EQ(kind(std::string("\0/Plain", 7)), "none");
   EXPECT_EQ(readItemKind(""), std::nullopt);
 }
