@@ -71,9 +71,9 @@ struct ItemKind {
   bool isDirectory = false;
   bool isPackage = false;  // a folder with a package extension
 };
-// Reads what the item at `path` itself is (a symbolic link is not followed, so
-// it is neither a folder nor a package); no value when
+// Reads what the item at `path` itself is (unless `followLinks`, a symbolic
+// link is not followed, so it is neither a folder nor a package); no value when
 // it cannot be read, for instance when it does not exist.
-std::optional<ItemKind> readItemKind(std::string_view path);
+std::optional<ItemKind> readItemKind(std::string_view path, bool followLinks = false);
 
 }  // namespace tessaro::platform

@@ -85,7 +85,8 @@ std::string fileURLFromPath(std::string_view path) {
   std::string absolute = absolutePath(path);
   bool isDirectory = absolute.back() == '/';
   if (!isDirectory) {
-    std::optional<ItemKind> kind = readItemKind(absolute);
+    // A link to a folder makes a folder URL, as the folder itself would.
+    std::optional<ItemKind> kind = readItemKind(absolute, true);
     isDirectory = kind && kind->isDirectory;
   }
   return fileURLFromPath(absolute, isDirectory);

@@ -3,6 +3,8 @@
 // defaults from the environment.
 #include "platform/icu_dates.hpp"
 
+#include "platform/posix_time_zone.hpp"
+
 #include <unicode/calendar.h>
 #include <unicode/locid.h>
 #include <unicode/smpdtfmt.h>
@@ -71,8 +73,8 @@ std::string icuLocaleFromPosix(std::string_view posixName) {
 
 void resetDateDefaultsFromEnvironment() {
   tzset();
-  icu::TimeZone::adoptDefault(icu::TimeZone::detectHostTimeZone());
-  std::string id = icuLocaleFromPosix(firstSetVariable({"LC_ALL", "LC_MESSAGES", "LANG"}));
+  icu::TimeZone::adoptDefault(timeZoneFromTz(std::getenv("TZ")).release());
+  std::string id = icuLocaleFromPosix(firstSetVariable({"LC_ALL", "LANG"}));
   UErrorCode status = U_ZERO_ERROR;
   icu::Locale::setDefault(icu::Locale(id.c_str()), status);
 }

@@ -27,9 +27,11 @@ inline constexpr double toUDate(double secondsSince2001) noexcept {
 }
 inline constexpr double fromUDate(double udate) noexcept { return (udate - kReferenceDateUnixSeconds * 1000.0) / 1000.0; }
 
-// Re-reads the time zone (TZ) and the locale (LC_ALL, else LC_MESSAGES, else
-// LANG, the variables ICU itself reads at start-up) from the environment and
-// makes them ICU's defaults. ICU reads both once per process; callers that
+// Re-reads the time zone and the locale from the environment and makes them
+// ICU's defaults. The zone is TZ: an Olson id or a POSIX TZ rule (see
+// posix_time_zone.hpp), the host's zone when TZ is unset or empty. The locale
+// is the first non-empty of LC_ALL and LANG, as a POSIX name converted by
+// icuLocaleFromPosix. ICU reads its defaults once per process; callers that
 // change those variables while running (the test runner) call this after.
 void resetDateDefaultsFromEnvironment();
 

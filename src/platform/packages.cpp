@@ -53,12 +53,14 @@ bool hasPackageExtension(std::string_view name) noexcept {
   return false;
 }
 
-std::optional<ItemKind> readItemKind(std::string_view path) {
+std::optional<ItemKind> readItemKind(std::string_view path, bool followLinks) {
   // A NUL byte would silently shorten the path handed to lstat().
   if (path.empty() || path.find('\0') != std::string_view::npos) return std::nullopt;
   struct stat info {};
-  // A symbolic link is an item of its own, not the folder it points to.
-  if (::lstat(std::string(path).c_str(), &info) != 0) return std::nullopt;
+  // Unless asked otherwise, a symbolic link is an item of its own, not the
+  // folder it points to.
+  const std::string terminated(path);
+  if ((followLinks ? ::stat(terminated.c_str(), &info) : ::lstat(terminated.c_str(), &info)) != 0) return std::nullopt;
   ItemKind kind;
   kind.isDirectory = S_ISDIR(info.st_mode);
   kind.isPackage = kind.isDirectory && hasPackageExtension(path);

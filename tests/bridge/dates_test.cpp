@@ -145,6 +145,28 @@ TEST(LongDateFromString, UsesTheLocaleCalendar) {
   EXPECT_EQ(dateFromLongDatePayload(d.asDescriptor().data()), gmt(2016, 4, 24));
 }
 
+TEST(DateDefaults, PosixTimeZoneRuleAndLocaleFromLcAllThenLang) {
+  // LC_MESSAGES is not one of the variables read.
+  const char* oldMessages = std::getenv("LC_MESSAGES");
+  std::optional<std::string> savedMessages = oldMessages ? std::optional<std::string>(oldMessages) : std::nullopt;
+  setenv("LC_MESSAGES", "de_DE.UTF-8", 1);
+  {
+    DateEnvironment env("CET-1CEST,M3.5.0,M10.5.0/3", "", "fr_FR.UTF-8");
+    platform::DateFormatter format(u"EEEE HH:mm");
+    EXPECT_EQ(format.format(gmt(2016, 1, 24, 10)), u"dimanche 11:00");
+    EXPECT_EQ(format.format(gmt(2016, 7, 24, 10)), u"dimanche 12:00");
+    EXPECT_EQ(KRVForder::timeValuesFrom_(Value::date(gmt(2016, 10, 30, 0, 59))), ints(2, 59, 0, 0));
+    EXPECT_EQ(KRVForder::timeValuesFrom_(Value::date(gmt(2016, 10, 30, 1))), ints(2, 0, 0, 0));
+  }
+  {
+    DateEnvironment env("not a zone", "", "");
+    EXPECT_EQ(platform::DateFormatter(u"HH:mm").format(gmt(2016, 7, 24, 10)), u"10:00");
+    EXPECT_EQ(platform::DateFormatter(u"a").format(0), u"AM");  // en_US_POSIX
+  }
+  if (savedMessages) setenv("LC_MESSAGES", savedMessages->c_str(), 1);
+  else unsetenv("LC_MESSAGES");
+}
+
 TEST(DateDefaults, PosixLocaleNames) {
   EXPECT_EQ(platform::icuLocaleFromPosix("de_DE.UTF-8"), "de_DE");
   EXPECT_EQ(platform::icuLocaleFromPosix("de_DE.ISO-8859-15@euro"), "de_DE");
