@@ -12,6 +12,7 @@
 
 #include "bridge/long_date.hpp"
 #include "platform/icu_dates.hpp"
+#include "../platform/platform_test_support.hpp"
 #include "tessaro/krv_forder.hpp"
 
 namespace tessaro {
@@ -20,39 +21,28 @@ namespace {
 // Runs a test in one time zone and locale, then puts the process back.
 class DateEnvironment {
  public:
-  DateEnvironment(const char* tz, const char* lcAll, const char* lang = "en_US.UTF-8") {
-    save("TZ", tz);
-    save("LC_ALL", lcAll);
-    save("LANG", lang);
+  DateEnvironment(const char* tz, const char* lcAll, const char* lang = "en_US.UTF-8")
+      : tz_("TZ", optional(tz)), lcAll_("LC_ALL", optional(lcAll)), lang_("LANG", optional(lang)) {
     platform::resetDateDefaultsFromEnvironment();
   }
   ~DateEnvironment() {
-    for (const auto& [name, value] : saved_) {
-      if (value) setenv(name.c_str(), value->c_str(), 1);
-      else unsetenv(name.c_str());
-    }
+    tz_.restore();
+    lcAll_.restore();
+    lang_.restore();
     platform::resetDateDefaultsFromEnvironment();
   }
 
  private:
-  void save(const char* name, const char* value) {
-    const char* old = std::getenv(name);
-    saved_.emplace_back(name, old ? std::optional<std::string>(old) : std::nullopt);
-    setenv(name, value, 1);
+  static std::optional<std::string> optional(const char* value) {
+    return value ? std::optional<std::string>(value) : std::nullopt;
   }
-  std::vector<std::pair<std::string, std::optional<std::string>>> saved_;
+  platform::testing::ScopedEnv tz_, lcAll_, lang_;
 };
 
-// Seconds since 2001 of a GMT wall-clock time, computed without ICU.
+// Seconds since 2001 of a GMT wall-clock time.
 double gmt(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
-  std::tm t{};
-  t.tm_year = year - 1900;
-  t.tm_mon = month - 1;
-  t.tm_mday = day;
-  t.tm_hour = hour;
-  t.tm_min = minute;
-  t.tm_sec = second;
-  return double(timegm(&t)) - platform::kReferenceDateUnixSeconds;
+  return double(platform::testing::unixSeconds(year, month, day, hour, minute, second)) -
+         platform::kReferenceDateUnixSeconds;
 }
 
 Value str(std::u16string_view text) { return Value::string(text); }

@@ -2,13 +2,27 @@
 // and the current folder, each put back when the helper goes out of scope.
 #pragma once
 
+#include <cstdint>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
 #include <optional>
 #include <string>
 #include <unistd.h>
 
 namespace tessaro::platform::testing {
+
+// Seconds since 1970 of a UTC wall-clock time, computed without ICU.
+inline std::int64_t unixSeconds(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
+  std::tm t{};
+  t.tm_year = year - 1900;
+  t.tm_mon = month - 1;
+  t.tm_mday = day;
+  t.tm_hour = hour;
+  t.tm_min = minute;
+  t.tm_sec = second;
+  return std::int64_t(timegm(&t));
+}
 
 // Sets (or, given no value, unsets) an environment variable for one scope.
 class ScopedEnv {
@@ -18,7 +32,9 @@ class ScopedEnv {
     if (value) ::setenv(name, value->c_str(), 1);
     else ::unsetenv(name);
   }
-  ~ScopedEnv() {
+  ~ScopedEnv() { restore(); }
+  // Puts the old value back now rather than at the end of the scope.
+  void restore() {
     if (previous_) ::setenv(name_.c_str(), previous_->c_str(), 1);
     else ::unsetenv(name_.c_str());
   }

@@ -2,6 +2,7 @@
 // transitions checked at known instants and against ICU's own Olson zones,
 // the day and time forms of the rules, and what TZ values fall back to.
 #include "platform/posix_time_zone.hpp"
+#include "platform_test_support.hpp"
 
 #include <gtest/gtest.h>
 #include <unicode/unistr.h>
@@ -15,16 +16,9 @@ namespace {
 
 constexpr std::int32_t kHour = 3600;
 
-// Milliseconds since 1970 of a UTC wall-clock time, computed without ICU.
+// Milliseconds since 1970 of a UTC wall-clock time.
 UDate utc(int year, int month, int day, int hour = 0, int minute = 0, int second = 0) {
-  std::tm t{};
-  t.tm_year = year - 1900;
-  t.tm_mon = month - 1;
-  t.tm_mday = day;
-  t.tm_hour = hour;
-  t.tm_min = minute;
-  t.tm_sec = second;
-  return UDate(timegm(&t)) * 1000.0;
+  return UDate(testing::unixSeconds(year, month, day, hour, minute, second)) * 1000.0;
 }
 
 // The zone's whole offset from UTC at an instant, in seconds.
