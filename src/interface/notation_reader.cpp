@@ -424,10 +424,15 @@ class Reader {
       check(std::move(element).get(v));
       // Strings first: they are most of a table. Scalars never touch the
       // stack, so they may be built in place.
+      // Strings are asked for directly; any other value refuses without
+      // being consumed and is then told apart by its first character.
+      od::raw_json_string raw;
+      if (v.get_raw_json_string().get(raw) == simdjson::SUCCESS) {
+        items_.emplace([&] { return stringAt(raw); });
+        continue;
+      }
       char first = v.raw_json_token().data()[0];
-      if (first == '"') {
-        items_.emplace([&] { return readString(v); });
-      } else if (first == '[' || first == '{') {
+      if (first == '[' || first == '{') {
         Value item = readContainer(v, first == '{' ? od::json_type::object : od::json_type::array, depth + 1, true);
         items_.emplace([&] { return std::move(item); });
       } else {
