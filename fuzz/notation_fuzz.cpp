@@ -1,6 +1,6 @@
 // Feeds arbitrary bytes to the notation reader. Reading may refuse the text,
 // but must never crash; whatever it accepts must print to a text that reads
-// back and prints identically.
+// back and prints identically. Argument lists are read too.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
@@ -12,6 +12,11 @@
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const tessaro::ReadOptions options{.allowNothing = true};
   std::string_view text(reinterpret_cast<const char*>(data), size);
+  // The server's argument lists go through their own entry point.
+  try {
+    for (const tessaro::Value& item : tessaro::readArgumentList(text)) (void)tessaro::printNotation(item);
+  } catch (const tessaro::NotationError&) {
+  }
   tessaro::Value value;
   try {
     value = tessaro::readNotation(text, options);
