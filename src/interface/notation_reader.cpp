@@ -67,8 +67,14 @@ std::string_view describe(simdjson::error_code error) noexcept {
   }
 }
 
-void check(simdjson::error_code error) {
-  if (error != simdjson::SUCCESS) malformed(std::string(describe(error)));
+[[noreturn, gnu::noinline, gnu::cold]] void refuse(simdjson::error_code error) {
+  malformed(std::string(describe(error)));
+}
+
+// Called for every value read: the test stays inline, the error path does not.
+inline void check(simdjson::error_code error) {
+  if (error != simdjson::SUCCESS) [[unlikely]]
+    refuse(error);
 }
 
 bool isRealToken(std::string_view token) noexcept {
@@ -216,6 +222,19 @@ class ValueStack {
     Value list = Value::listAdopting(std::span<Value>(data_ + base, size_ - base));
     size_ = base;
     return list;
+  }
+  // Reads a list whose items `pushItems()` puts on the stack and returns the
+  // start of, into a place reserved before them: the list value is made
+  // where it stays rather than returned and copied there (reading back what
+  // was just written in other sizes stalls the processor).
+  template <class PushItems>
+  void emplaceList(PushItems&& pushItems) {
+    emplace([] { return Value::null(); });  // owns nothing: simply overwritten
+    std::size_t place = size_ - 1;
+    std::size_t base = pushItems();
+    Value* items = data_ + base;  // the stack may have moved meanwhile
+    ::new (static_cast<void*>(data_ + place)) Value(Value::listAdopting(std::span<Value>(items, size_ - base)));
+    size_ = base;
   }
   void truncate(std::size_t size) noexcept {
     while (size_ > size) data_[--size_].~Value();
@@ -432,8 +451,13 @@ class Reader {
         continue;
       }
       char first = v.raw_json_token().data()[0];
-      if (first == '[' || first == '{') {
-        Value item = readContainer(v, first == '{' ? od::json_type::object : od::json_type::array, depth + 1, true);
+      if (first == '[') {
+        if (depth + 1 > kMaxDepth) malformed("JSON nested too deeply");
+        od::array inner;
+        check(v.get_array().get(inner));
+        items_.emplaceList([&] { return pushItems(inner, depth + 1); });
+      } else if (first == '{') {
+        Value item = readContainer(v, od::json_type::object, depth + 1, true);
         items_.emplace([&] { return std::move(item); });
       } else {
         od::json_type type{};
