@@ -11,12 +11,14 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include <simdjson.h>
 
+#include "platform/platform_test_support.hpp"
 #include "tessaro/environment.hpp"
 #include "tessaro/notation.hpp"
 #include "tessaro/server.hpp"
@@ -94,25 +96,17 @@ ParsedCase parseCase(const std::string& text) {
 class ScopedEnvironment {
  public:
   explicit ScopedEnvironment(const std::vector<std::pair<std::string, std::string>>& vars) {
-    for (const auto& [name, value] : vars) {
-      const char* old = std::getenv(name.c_str());
-      saved_.emplace_back(name, old ? std::optional<std::string>(old) : std::nullopt);
-      setenv(name.c_str(), value.c_str(), 1);
-    }
+    for (const auto& [name, value] : vars) saved_.push_back(std::make_unique<platform::testing::ScopedEnv>(name.c_str(), value));
     if (!vars.empty()) reloadEnvironmentDefaults();
   }
   ~ScopedEnvironment() {
-    for (const auto& [name, value] : saved_) {
-      if (value)
-        setenv(name.c_str(), value->c_str(), 1);
-      else
-        unsetenv(name.c_str());
-    }
-    if (!saved_.empty()) reloadEnvironmentDefaults();
+    if (saved_.empty()) return;
+    saved_.clear();  // puts the old values back
+    reloadEnvironmentDefaults();
   }
 
  private:
-  std::vector<std::pair<std::string, std::optional<std::string>>> saved_;
+  std::vector<std::unique_ptr<platform::testing::ScopedEnv>> saved_;
 };
 
 // Every case starts from the same environment, whatever the machine's: a

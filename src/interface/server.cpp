@@ -148,11 +148,9 @@ Request readRequest(std::string_view line, std::optional<std::string>& idJson) {
       else if (name == "call") call = rawText(value);
       else if (name == "args") args = rawText(value);
       else if (name == "errorOut") errorOut = rawText(value);
-      else if (unknown.empty()) {
-        unknown = std::string(name);
-        rawText(value);
-      } else {
-        rawText(value);
+      else {
+        if (unknown.empty()) unknown = std::string(name);
+        rawText(value);  // skipped, so that a later id is still found
       }
     }
     const char* rest = nullptr;
