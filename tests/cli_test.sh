@@ -2,6 +2,7 @@
 # End-to-end checks of the `tessaro` command line and server.
 set -u
 tessaro=$1
+memory_checks=${2:-1}  # 0 under the sanitizers, whose allocator keeps memory
 passed=0
 failed=0
 tmp=$(mktemp -d)
@@ -38,6 +39,20 @@ out=$(printf '/tmp' | "$tessaro" call URLFrom: @-); check "@- reads standard inp
 printf '/tmp\xFF' >"$tmp/bad.txt"
 "$tessaro" call URLFrom: "@$tmp/bad.txt" >/dev/null 2>&1; check "@PATH that is not UTF-8" 64 $?
 "$tessaro" call URLFrom: "@$tmp/missing.txt" >/dev/null 2>&1; check "@PATH that cannot be read" 64 $?
+# Anything that cannot be read as a file is a usage problem, said on stderr.
+mkdir "$tmp/folder"
+"$tessaro" call URLFrom: "@$tmp/folder" >/dev/null 2>"$tmp/err"; check "@PATH naming a folder" 64 $?
+grep -q "cannot read" "$tmp/err"; check "folder reason on stderr" 0 $?
+"$tessaro" call URLFrom: @- <&- >/dev/null 2>&1; check "@- with standard input closed" 64 $?
+"$tessaro" call URLFrom: @- <"$tmp/folder" >/dev/null 2>&1; check "@- reading a folder" 64 $?
+
+# An answer that cannot be written is an output error (74), said on stderr.
+for verb in "call frameworkVersion" "list"; do
+  "$tessaro" $verb >/dev/full 2>"$tmp/err"; check "$verb to a full device" 74 $?
+  grep -q "cannot write" "$tmp/err"; check "$verb: reason on stderr" 0 $?
+done
+echo '{"call": "frameworkVersion"}' | "$tessaro" serve >/dev/full 2>/dev/null; check "serve to a full device" 74 $?
+
 out=$("$tessaro" call KRV_fordItemIn: 2.0); check "a real stays a real" '{"result": {"$descriptor": {"type": "doub", "hex": "0000000000000040"}}}' "$out"
 "$tessaro" call KRV_fordItemIn:options: '{"$data": "AQ=="}' 0 >/dev/null; check "host failure exits 2" 2 $?
 
@@ -75,6 +90,48 @@ check "malformed line gets a usage answer" usage "$(sed -n 5001p "$tmp/answers" 
 check "next line still served" '{"id": 5000, "result": "0.1.0"}' "$(sed -n 5002p "$tmp/answers")"
 check "id echoed unchanged" '{"id": [1, {"a": null}]}' "$(sed -n 10002p "$tmp/answers")"
 check "unknown selector answer" '{"usage": "unknown selector noSuch:"}' "$(sed -n 10003p "$tmp/answers")"
+
+# serve: each answer is out before the next request is sent.
+python3 - "$tessaro" <<'PY'
+import subprocess, sys, select
+server = subprocess.Popen([sys.argv[1], "serve"], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+for i in range(50):
+    server.stdin.write(b'{"id": %d, "call": "frameworkVersion"}\n' % i)
+    server.stdin.flush()
+    ready, _, _ = select.select([server.stdout], [], [], 10)
+    if not ready or server.stdout.readline() != b'{"id": %d, "result": "0.1.0"}\n' % i:
+        sys.exit("no answer to request %d before the next one" % i)
+server.stdin.close()
+sys.exit(server.wait())
+PY
+check "an interactive client gets each answer at once" 0 $?
+
+# Memory: a large request is given back once it is answered.
+[ "$memory_checks" = 1 ] && python3 - "$tessaro" <<'PY'
+import subprocess, sys
+def rss(pid):
+    for line in open("/proc/%d/status" % pid):
+        if line.startswith("VmRSS:"):
+            return int(line.split()[1]) * 1024
+server = subprocess.Popen([sys.argv[1], "serve"], stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+def ask(request):
+    server.stdin.write(request + b"\n")
+    server.stdin.flush()
+    return server.stdout.readline()
+ask(b'{"call": "frameworkVersion"}')
+idle = rss(server.pid)
+row = b'["alpha", "Z\xc3\xbcrich", "a longer cell of text", 42, 2.5]'
+big = b'{"call": "ASifyFrom:", "args": [[' + b", ".join([row] * 200000) + b']]}'
+answer = ask(big)
+after = rss(server.pid)
+server.stdin.close()
+server.wait()
+if len(answer) < 10000000:
+    sys.exit("the large answer is missing")
+if after - idle > 20 * 2**20:
+    sys.exit("resident size after a %d MB request: %d MB above idle" % (len(big) >> 20, (after - idle) >> 20))
+PY
+[ "$memory_checks" = 1 ] && check "resident size returns after a large request" 0 $?
 
 echo "$passed passed, $failed failed"
 [ "$failed" -eq 0 ]

@@ -1,10 +1,13 @@
 // The `tessaro` command: calls one command of the library from the shell, or
 // serves calls line by line. A thin client of the registry.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
-#include <fstream>
+#include <cerrno>
+#include <cstring>
 #include <iostream>
-#include <iterator>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -16,6 +19,7 @@
 namespace {
 
 constexpr int kUsage = 64;
+constexpr int kOutputError = 74;  // the answer could not be written
 
 int usage(const std::string& what) {
   std::cerr << "tessaro: " << what << "\n"
@@ -25,37 +29,69 @@ int usage(const std::string& what) {
   return kUsage;
 }
 
-// "@PATH" reads a file's text ("@-" standard input) as a string.
+// "@PATH" reads a file's text ("@-" standard input) as a string. Anything
+// that cannot be read as a file (a folder, a closed standard input) is a
+// usage problem, as a missing file is.
 bool readFileArgument(const std::string& path, tessaro::Value& text, std::string& problem) {
-  std::ostringstream buffer;
-  if (path == "-") {
-    buffer << std::cin.rdbuf();
-  } else {
-    std::ifstream file(path, std::ios::binary);
-    if (!file) {
-      problem = "cannot read " + path;
-      return false;
-    }
-    buffer << file.rdbuf();
+  int fd = path == "-" ? STDIN_FILENO : ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  std::string shown = path == "-" ? "standard input" : path;
+  auto fail = [&](int error) {
+    problem = "cannot read " + shown + ": " + std::strerror(error);
+    if (fd >= 0 && fd != STDIN_FILENO) ::close(fd);
+    return false;
+  };
+  if (fd < 0) return fail(errno);
+  struct stat info {};
+  if (::fstat(fd, &info) != 0) return fail(errno);
+  if (S_ISDIR(info.st_mode)) return fail(EISDIR);
+  std::string bytes;
+  if (S_ISREG(info.st_mode)) bytes.reserve(std::size_t(info.st_size));
+  char chunk[1 << 16];
+  for (;;) {
+    ssize_t n = ::read(fd, chunk, sizeof chunk);
+    if (n < 0 && errno == EINTR) continue;
+    if (n < 0) return fail(errno);
+    if (n == 0) break;
+    bytes.append(chunk, std::size_t(n));
   }
-  std::string bytes = buffer.str();
+  if (fd != STDIN_FILENO) ::close(fd);
   std::string_view content = bytes;
   if (content.rfind("\xEF\xBB\xBF", 0) == 0) content.remove_prefix(3);
   text = tessaro::Value::fromValidUtf8(content);
-  if (text.isNothing()) problem = path + " is not valid UTF-8 text";
+  if (text.isNothing()) problem = shown + " is not valid UTF-8 text";
   return !text.isNothing();
 }
 
+// Writes everything to standard output; false (errno set) when it cannot.
+bool writeOut(std::string_view text) {
+  while (!text.empty()) {
+    ssize_t n = ::write(STDOUT_FILENO, text.data(), text.size());
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    text.remove_prefix(std::size_t(n));
+  }
+  return true;
+}
+
+// An answer that could not be written must not pass for a success.
+int outputFailed() {
+  std::cerr << "tessaro: cannot write the answer: " << std::strerror(errno) << "\n";
+  return kOutputError;
+}
+
 // --plain: strings print as their text, everything else in the notation.
-void printPlain(const tessaro::Outcome& outcome) {
+bool printPlain(const tessaro::Outcome& outcome) {
+  std::string text;
   if (outcome.result.isString())
-    std::cout << outcome.result.toUtf8() << "\n";
+    text = outcome.result.toUtf8() + "\n";
   else if (!outcome.result.isNothing())
-    std::cout << tessaro::printNotation(outcome.result) << "\n";
+    text = tessaro::printNotation(outcome.result) + "\n";
+  if (!writeOut(text)) return false;
   if (outcome.error) std::cerr << "error " << outcome.error->code << ": " << outcome.error->message << "\n";
   if (outcome.failure)
     std::cerr << "failure (" << tessaro::failureKindName(outcome.failure->kind()) << "): " << outcome.failure->what()
               << "\n";
+  return true;
 }
 
 int call(std::vector<std::string> words) {
@@ -99,10 +135,16 @@ int call(std::vector<std::string> words) {
     return usage(selector + " takes " + std::to_string(command->argumentCount()) + " argument" +
                  (command->argumentCount() == 1 ? "" : "s") + ", not " + std::to_string(args.size()));
   tessaro::Outcome outcome = command->invoke(args, errorOut);
-  if (plain)
-    printPlain(outcome);
-  else
-    std::cout << tessaro::envelopeJson(outcome) << "\n";
+  args.clear();  // a large text argument is not kept while the answer is printed
+  bool written;
+  if (plain) {
+    written = printPlain(outcome);
+  } else {
+    std::string envelope = tessaro::envelopeJson(outcome);
+    envelope += '\n';
+    written = writeOut(envelope);
+  }
+  if (!written) return outputFailed();
   return tessaro::exitStatus(outcome);
 }
 
@@ -123,12 +165,18 @@ int main(int argc, char** argv) {
   words.erase(words.begin());
   if (verb == "list") {
     if (!words.empty()) return usage("list takes no arguments");
-    for (const tessaro::Command& c : tessaro::registry().commands()) std::cout << c.selector() << "\n";
-    return 0;
+    std::string text;
+    for (const tessaro::Command& c : tessaro::registry().commands()) {
+      text += c.selector();
+      text += '\n';
+    }
+    return writeOut(text) ? 0 : outputFailed();
   }
   if (verb == "serve") {
     if (!words.empty()) return usage("serve takes no arguments");
-    return tessaro::serve(std::cin, std::cout);
+    int status = tessaro::serve(STDIN_FILENO, STDOUT_FILENO);
+    if (status == tessaro::kServeOutputFailed) return outputFailed();
+    return status;
   }
   if (verb == "--help" || verb == "help") {
     usage("help");

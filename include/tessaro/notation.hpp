@@ -36,6 +36,10 @@ Value readNotation(std::string_view json, ReadOptions options = {});
 // NotationError when the text is not one well-formed list.
 std::vector<Value> readArgumentList(std::string_view jsonList);
 
+// The reader keeps its buffers between calls, sized for the largest text it
+// has read. A long-running process gives them back after a large text.
+void releaseReaderMemory();
+
 // Appends the canonical notation of `v` to `out`. No value prints as
 // {"$nothing": true}.
 void printNotation(const Value& v, std::string& out);

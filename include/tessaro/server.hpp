@@ -2,7 +2,6 @@
 // the line-oriented server behind `tessaro serve`.
 #pragma once
 
-#include <iosfwd>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -16,6 +15,7 @@ namespace tessaro {
 // {…}, "out": {…}, "failure": {…}}, each key present only when it applies.
 // `idJson` is the caller's id as JSON text, echoed unchanged when given.
 std::string envelopeJson(const Outcome& outcome, std::optional<std::string_view> idJson = std::nullopt);
+void appendEnvelope(const Outcome& outcome, std::optional<std::string_view> idJson, std::string& out);
 // 0 when neither error nor failure, 1 with an error, 2 with a failure.
 int exitStatus(const Outcome& outcome) noexcept;
 
@@ -34,7 +34,10 @@ Request readRequest(std::string_view line, std::optional<std::string>& idJson);
 // problems (unknown selector, wrong argument count) print a usage answer.
 std::string answerRequestLine(std::string_view line);
 
-// Answers requests line by line until end of input; returns the exit status.
-int serve(std::istream& in, std::ostream& out);
+// Answers requests read from the file descriptor `in`, line by line, on
+// `out` until end of input; returns 0 then, or kServeOutputFailed (errno
+// telling why) as soon as an answer cannot be written.
+inline constexpr int kServeOutputFailed = -1;
+int serve(int in, int out);
 
 }  // namespace tessaro

@@ -27,6 +27,21 @@ std::optional<std::u16string> utf16FromValidUtf8(std::string_view utf8) {
   return out;
 }
 
+std::optional<std::size_t> utf16LengthOfValidUtf8(std::string_view utf8) {
+  if (utf8.size() > std::size_t(INT32_MAX)) return std::nullopt;
+  int32_t length = 0;
+  UErrorCode status = U_ZERO_ERROR;
+  u_strFromUTF8(nullptr, 0, &length, utf8.data(), int32_t(utf8.size()), &status);
+  if (status != U_BUFFER_OVERFLOW_ERROR && U_FAILURE(status)) return std::nullopt;
+  return std::size_t(length);
+}
+
+void convertValidUtf8(std::string_view utf8, char16_t* out, std::size_t length) {
+  int32_t written = 0;
+  UErrorCode status = U_ZERO_ERROR;
+  u_strFromUTF8(out, int32_t(length), &written, utf8.data(), int32_t(utf8.size()), &status);
+}
+
 void appendUtf8(std::u16string_view utf16, std::string& out) {
   if (utf16.empty()) return;
   std::size_t start = out.size();

@@ -17,6 +17,11 @@ namespace tessaro {
 std::u16string utf16FromUtf8(std::string_view utf8);
 // No value when the bytes are not well-formed UTF-8.
 std::optional<std::u16string> utf16FromValidUtf8(std::string_view utf8);
+// The number of UTF-16 code units of well-formed UTF-8 text, and the text
+// converted into exactly that many units at `out`: a caller can size the
+// destination before converting. No value when the bytes are ill-formed.
+std::optional<std::size_t> utf16LengthOfValidUtf8(std::string_view utf8);
+void convertValidUtf8(std::string_view utf8, char16_t* out, std::size_t length);
 // Lone surrogates become U+FFFD.
 std::string utf8FromUtf16(std::u16string_view utf16);
 void appendUtf8(std::u16string_view utf16, std::string& out);

@@ -29,10 +29,14 @@ struct StringBody final : Body {
   const char16_t* chars() const noexcept { return reinterpret_cast<const char16_t*>(this + 1); }
 
   static StringBody* make(std::u16string_view s) {
-    void* memory = ::operator new(sizeof(StringBody) + s.size() * sizeof(char16_t));
-    auto* body = new (memory) StringBody(s.size());
+    StringBody* body = allocate(s.size());
     std::memcpy(body->chars(), s.data(), s.size() * sizeof(char16_t));
     return body;
+  }
+  // A body for n code units, not yet written.
+  static StringBody* allocate(std::size_t n) {
+    void* memory = ::operator new(sizeof(StringBody) + n * sizeof(char16_t));
+    return new (memory) StringBody(n);
   }
   // Unsized, because the allocation is larger than the type.
   static void operator delete(void* p) { ::operator delete(p); }
@@ -309,8 +313,22 @@ Value Value::fromUtf8(std::string_view utf8) {
 }
 
 Value Value::fromValidUtf8(std::string_view utf8) {
-  std::optional<std::u16string> text = utf16FromValidUtf8(utf8);
-  return text ? string(*text) : Value();
+  // Measured first and converted straight into the value's own storage:
+  // a large text (a file read whole) is then held once, not twice.
+  std::optional<std::size_t> length = utf16LengthOfValidUtf8(utf8);
+  if (!length) return Value();
+  if (*length <= kInlineChars) {
+    char16_t buffer[kInlineChars];
+    convertValidUtf8(utf8, buffer, *length);
+    return string(std::u16string_view(buffer, *length));
+  }
+  Value v;
+  v.rep_.big.kind = ValueKind::string;
+  v.rep_.big.length = kLongString;
+  auto* body = detail::StringBody::allocate(*length);
+  v.rep_.big.u.body = body;
+  convertValidUtf8(utf8, body->chars(), *length);
+  return v;
 }
 
 Value Value::data(std::string bytes) {

@@ -21,6 +21,7 @@
 
 #include "interface/notation_tags.hpp"
 #include "interface/notation_unescape.hpp"
+#include "interface/request_reader.hpp"
 #include "tessaro/notation.hpp"
 
 namespace tessaro {
@@ -143,10 +144,69 @@ std::string shown(std::string_view token) {
   return token.size() <= kMax ? std::string(token) : std::string(token.substr(0, kMax)) + "\u2026";
 }
 
+bool isJsonSpace(char c) noexcept { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+
 std::string_view withoutTrailingSpace(std::string_view token) noexcept {
-  while (!token.empty() && (token.back() == ' ' || token.back() == '\t' || token.back() == '\n' || token.back() == '\r'))
-    token.remove_suffix(1);
+  while (!token.empty() && isJsonSpace(token.back())) token.remove_suffix(1);
   return token;
+}
+
+// Well-formed JSON text in one line: unchanged when it has no white space
+// outside its strings, otherwise with the notation's own spacing (", " and
+// ": "), so that no raw line break or carriage return survives.
+std::string oneLine(std::string_view json) {
+  bool spaced = false, inString = false;
+  for (std::size_t i = 0; i < json.size() && !spaced; ++i) {
+    char c = json[i];
+    if (inString) {
+      if (c == '\\') ++i;
+      else if (c == '"') inString = false;
+    } else {
+      inString = c == '"';
+      spaced = isJsonSpace(c);
+    }
+  }
+  if (!spaced) return std::string(json);
+  std::string out;
+  out.reserve(json.size());
+  inString = false;
+  for (std::size_t i = 0; i < json.size(); ++i) {
+    char c = json[i];
+    if (inString) {
+      out += c;
+      if (c == '\\') out += json[++i];
+      else if (c == '"') inString = false;
+      continue;
+    }
+    if (isJsonSpace(c)) continue;
+    out += c;
+    if (c == ',' || c == ':') out += ' ';
+    inString = c == '"';
+  }
+  return out;
+}
+
+// Where the first complete JSON object or list of `text` ends (one past its
+// closing bracket), found by bracket counting alone; no value when it does
+// not close.
+std::optional<std::size_t> endOfFirstContainer(std::string_view text) {
+  int depth = 0;
+  bool inString = false;
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    char c = text[i];
+    if (inString) {
+      if (c == '\\') ++i;
+      else if (c == '"') inString = false;
+    } else if (c == '"') {
+      inString = true;
+    } else if (c == '{' || c == '[') {
+      ++depth;
+    } else if (c == '}' || c == ']') {
+      if (--depth == 0) return i + 1;
+      if (depth < 0) return std::nullopt;
+    }
+  }
+  return std::nullopt;
 }
 
 // simdjson calls an integer beyond 64 bits, and a real beyond a double's
@@ -256,6 +316,108 @@ class ValueStack {
   std::size_t size_ = 0, capacity_ = 0;
 };
 
+// Checks that a text is one well-formed JSON value of any kind: numbers of
+// any magnitude, literals spelt out, strings as the notation unescapes them
+// (lone surrogates allowed). Used for ids, which are echoed, not read.
+class JsonChecker {
+ public:
+  bool accepts(std::string_view json) {
+    try {
+      std::size_t needed = json.size() + simdjson::SIMDJSON_PADDING;
+      if (needed > padded_.size()) padded_.resize(needed);
+      std::memcpy(padded_.data(), json.data(), json.size());
+      std::memset(padded_.data() + json.size(), 0, simdjson::SIMDJSON_PADDING);
+      end_ = reinterpret_cast<const std::uint8_t*>(padded_.data()) + json.size();
+      od::document doc;
+      if (parser_.iterate(padded_.data(), json.size(), padded_.size()).get(doc)) return false;
+      od::json_type type{};
+      if (doc.type().get(type)) return false;
+      if (type != od::json_type::object && type != od::json_type::array) {
+        // A root scalar is the whole text.
+        if (!validScalar(json, type)) return false;
+        if (type == od::json_type::string) {
+          od::raw_json_string raw;
+          if (doc.get_raw_json_string().get(raw)) return false;
+          unescapeString(reinterpret_cast<const std::uint8_t*>(raw.raw()), end_, text_);
+        }
+        return true;
+      }
+      od::value root;
+      if (doc.get_value().get(root)) return false;
+      consume(root, 0);
+      return doc.current_location().error() == simdjson::OUT_OF_BOUNDS;
+    } catch (const NotationError&) {
+      return false;
+    } catch (const simdjson::simdjson_error&) {
+      return false;
+    }
+  }
+
+ private:
+  static bool validScalar(std::string_view token, od::json_type type) noexcept {
+    switch (type) {
+      case od::json_type::number:
+        return isJsonNumber(token);
+      case od::json_type::boolean:
+        return token == "true" || token == "false";
+      case od::json_type::null:
+        return token == "null";
+      case od::json_type::string:
+        return token.size() >= 2 && token.back() == '"';
+      default:
+        return false;
+    }
+  }
+
+  // Walks the value `v` stands on to its end; throws at the first fault.
+  void consume(od::value& v, int depth) {
+    if (depth > kMaxDepth) malformed("JSON nested too deeply");
+    od::json_type type{};
+    check(v.type().get(type));
+    switch (type) {
+      case od::json_type::object: {
+        od::object object;
+        check(v.get_object().get(object));
+        for (auto member : object) {
+          od::field field;
+          check(std::move(member).get(field));
+          unescapeString(reinterpret_cast<const std::uint8_t*>(field.key().raw()), end_, text_);
+          od::value value = field.value();
+          consume(value, depth + 1);
+        }
+        return;
+      }
+      case od::json_type::array: {
+        od::array array;
+        check(v.get_array().get(array));
+        for (auto element : array) {
+          od::value item;
+          check(std::move(element).get(item));
+          consume(item, depth + 1);
+        }
+        return;
+      }
+      case od::json_type::string: {
+        od::raw_json_string raw;
+        check(v.get_raw_json_string().get(raw));
+        unescapeString(reinterpret_cast<const std::uint8_t*>(raw.raw()), end_, text_);
+        return;
+      }
+      default: {
+        std::string_view token;
+        token = v.raw_json_token();
+        if (!validScalar(withoutTrailingSpace(token), type)) malformed("malformed JSON");
+        return;
+      }
+    }
+  }
+
+  od::parser parser_;
+  std::vector<char> padded_;
+  const std::uint8_t* end_ = nullptr;
+  Utf16Buffer text_;
+};
+
 class Reader {
  public:
   Value read(std::string_view json, const ReadOptions& options) {
@@ -325,6 +487,72 @@ class Reader {
     return result;
   }
 
+  // A server request in one pass over text that already has its padding.
+  void readRequest(const char* data, std::size_t length, std::size_t capacity, notation::RequestParts& out) {
+    options_ = ReadOptions{.allowNothing = true};
+    nothingDepth_ = 1;
+    items_.truncate(0);
+    fields_.clear();
+    end_ = reinterpret_cast<const std::uint8_t*>(data) + length;
+    od::document doc;
+    check(parser_.iterate(data, length, capacity).get(doc));
+    od::object object;
+    if (auto error = doc.get_object().get(object))
+      malformed(error == simdjson::INCORRECT_TYPE ? "a request is a JSON object" : std::string(describe(error)));
+    std::optional<Value> unknown;
+    bool hasCall = false;
+    for (auto member : object) {
+      od::field field;
+      check(std::move(member).get(field));
+      unescapeString(reinterpret_cast<const std::uint8_t*>(field.key().raw()), end_, text_);
+      std::u16string_view key = text_.view();
+      od::value value = field.value();
+      if (key == u"id") {
+        out.idJson = jsonValueText(value);
+      } else if (key == u"call") {
+        od::raw_json_string raw;
+        if (value.get_raw_json_string().get(raw)) malformed("\"call\" must be a string");
+        out.call = stringAt(raw).toUtf8();
+        hasCall = true;
+      } else if (key == u"args") {
+        od::array array;
+        if (value.get_array().get(array)) malformed("\"args\" must be a list");
+        out.args = items_.take(pushItems(array, 0));
+      } else if (key == u"errorOut") {
+        if (value.get_bool().get(out.errorOut)) malformed("\"errorOut\" must be true or false");
+      } else {
+        if (!unknown) unknown = Value::string(key);  // its value is skipped
+      }
+    }
+    if (doc.current_location().error() != simdjson::OUT_OF_BOUNDS) malformed("trailing characters after the request");
+    if (unknown) malformed("unknown request key " + printNotation(*unknown));
+    if (!hasCall) malformed("the request has no \"call\"");
+  }
+
+  // The id of a line that is no valid request, skimming the other fields.
+  std::optional<std::string> findId(std::string_view line) {
+    std::optional<std::string> id;
+    try {
+      od::document doc;
+      begin(line, doc);
+      od::object object;
+      check(doc.get_object().get(object));
+      for (auto member : object) {
+        od::field field;
+        check(std::move(member).get(field));
+        unescapeString(reinterpret_cast<const std::uint8_t*>(field.key().raw()), end_, text_);
+        od::value value = field.value();
+        if (text_.view() == u"id") {
+          id = jsonValueText(value);
+          return id;
+        }
+      }
+    } catch (const NotationError&) {
+    } catch (const simdjson::simdjson_error&) {
+    }
+    return id;
+  }
+
   std::vector<Value> readList(std::string_view json) {
     options_ = ReadOptions{.allowNothing = true};
     nothingDepth_ = 1;
@@ -373,6 +601,28 @@ class Reader {
 
   static void end(od::document& doc) {
     if (doc.current_location().error() != simdjson::OUT_OF_BOUNDS) malformed("unexpected text after the JSON value");
+  }
+
+  // The text of the value `v` stands on, in one line, once it is known to be
+  // well-formed JSON of any kind; throws NotationError otherwise.
+  std::string jsonValueText(od::value& v) {
+    std::string_view text;
+    od::json_type type{};
+    simdjson::error_code error = v.type().get(type);
+    if (!error && type == od::json_type::object) {
+      od::object object;
+      error = v.get_object().get(object);
+      if (!error) error = object.raw_json().get(text);
+    } else if (!error && type == od::json_type::array) {
+      od::array array;
+      error = v.get_array().get(array);
+      if (!error) error = array.raw_json().get(text);
+    } else if (!error) {
+      text = v.raw_json_token();
+    }
+    text = withoutTrailingSpace(text);
+    if (error || !checker_.accepts(text)) malformed("\"id\" is not well-formed JSON");
+    return oneLine(text);
   }
 
   Value stringAt(od::raw_json_string raw) {
@@ -565,6 +815,7 @@ class Reader {
   }
 
   od::parser parser_;
+  JsonChecker checker_;
   std::unique_ptr<char[]> padded_;
   std::size_t capacity_ = 0;
   const std::uint8_t* end_ = nullptr;
@@ -581,15 +832,54 @@ class Reader {
 // itself, the compiler would specialise the reading functions for it and
 // recompute its thread-local address at every access to a member (some 8%
 // of the time reading a table).
-Reader& threadReader() {
+std::unique_ptr<Reader>& threadReaderSlot() {
   thread_local std::unique_ptr<Reader> reader = std::make_unique<Reader>();
-  return *reader;
+  return reader;
 }
+Reader& threadReader() { return *threadReaderSlot(); }
 
 }  // namespace
 
 Value readNotation(std::string_view json, ReadOptions options) { return threadReader().read(json, options); }
 
 std::vector<Value> readArgumentList(std::string_view jsonList) { return threadReader().readList(jsonList); }
+
+void releaseReaderMemory() { threadReaderSlot() = std::make_unique<Reader>(); }
+
+namespace notation {
+
+void readRequestInPlace(const char* data, std::size_t length, std::size_t capacity, RequestParts& out) {
+  try {
+    threadReader().readRequest(data, length, capacity, out);
+  } catch (const simdjson::simdjson_error& e) {
+    malformed(std::string(describe(e.error())));
+  }
+}
+
+RequestDiagnosis diagnoseRequest(std::string_view line) {
+  RequestDiagnosis diagnosis;
+  // A complete object followed by more text: the object alone is examined.
+  std::string_view head = line;
+  while (!head.empty() && isJsonSpace(head.front())) head.remove_prefix(1);
+  if (std::optional<std::size_t> end = endOfFirstContainer(head)) {
+    std::string_view rest = withoutTrailingSpace(head.substr(*end));
+    if (!rest.empty()) {
+      diagnosis.trailingText = true;
+      head = head.substr(0, *end);
+    }
+  }
+  diagnosis.idJson = threadReader().findId(head);
+  return diagnosis;
+}
+
+bool isJsonValue(std::string_view json, std::string& text) {
+  std::string_view trimmed = withoutTrailingSpace(json);
+  while (!trimmed.empty() && isJsonSpace(trimmed.front())) trimmed.remove_prefix(1);
+  if (!JsonChecker().accepts(trimmed)) return false;
+  text = oneLine(trimmed);
+  return true;
+}
+
+}  // namespace notation
 
 }  // namespace tessaro

@@ -1,87 +1,106 @@
 // Envelopes and the request server.
 #include "tessaro/server.hpp"
 
-#include <istream>
-#include <ostream>
+#include <unistd.h>
+#if defined(__GLIBC__)
+#include <malloc.h>
+#endif
+
+#include <cerrno>
+#include <cstring>
+#include <string>
 
 #include <simdjson.h>
 
+#include "interface/request_reader.hpp"
 #include "tessaro/notation.hpp"
 
 namespace tessaro {
 
 namespace {
 
-std::string_view trim(std::string_view s) {
-  while (!s.empty() && (s.back() == ' ' || s.back() == '\t' || s.back() == '\r' || s.back() == '\n'))
-    s.remove_suffix(1);
-  while (!s.empty() && (s.front() == ' ' || s.front() == '\t')) s.remove_prefix(1);
-  return s;
+constexpr std::size_t kPadding = simdjson::SIMDJSON_PADDING;
+constexpr std::size_t kLargeRequest = 1 << 20;
+
+void appendUsage(const std::optional<std::string>& idJson, std::string_view what, std::string& out) {
+  out += '{';
+  if (idJson) {
+    out += "\"id\": ";
+    out += *idJson;
+    out += ", ";
+  }
+  out += "\"usage\": ";
+  printJsonString(what, out);
+  out += '}';
 }
 
-// The JSON text of the value the iterator stands on, consuming it.
-std::string_view rawText(simdjson::ondemand::value v) {
-  simdjson::ondemand::json_type type;
-  if (v.type().get(type)) throw NotationError("malformed JSON");
-  std::string_view text;
-  simdjson::error_code ec = simdjson::SUCCESS;
-  if (type == simdjson::ondemand::json_type::object) {
-    simdjson::ondemand::object o;
-    ec = v.get_object().get(o);
-    if (!ec) ec = o.raw_json().get(text);
-  } else if (type == simdjson::ondemand::json_type::array) {
-    simdjson::ondemand::array a;
-    ec = v.get_array().get(a);
-    if (!ec) ec = a.raw_json().get(text);
-  } else {
-    text = v.raw_json_token();
+// Reads the request of `line` (with its padding) or explains why it is not
+// one: the id is then found separately, whatever came before it.
+bool readOrExplain(const char* data, std::size_t length, std::size_t capacity, notation::RequestParts& parts,
+                   std::string& problem) {
+  try {
+    notation::readRequestInPlace(data, length, capacity, parts);
+    return true;
+  } catch (const NotationError& e) {
+    notation::RequestDiagnosis diagnosis = notation::diagnoseRequest(std::string_view(data, length));
+    if (!parts.idJson) parts.idJson = std::move(diagnosis.idJson);
+    problem = diagnosis.trailingText ? "trailing characters after the request" : e.what();
+    return false;
   }
-  if (ec) throw NotationError("malformed JSON");
-  return trim(text);
 }
 
-// A JSON number as the grammar writes it, whatever its magnitude.
-bool isJsonNumber(std::string_view t) {
-  std::size_t i = 0;
-  auto digits = [&] {
-    std::size_t start = i;
-    while (i < t.size() && t[i] >= '0' && t[i] <= '9') ++i;
-    return i > start;
-  };
-  if (i < t.size() && t[i] == '-') ++i;
-  if (i < t.size() && t[i] == '0') ++i;
-  else if (!digits()) return false;
-  if (i < t.size() && t[i] == '.') {
-    ++i;
-    if (!digits()) return false;
+// Answers the request in `data[0, length)` (followed by zeroed padding) by
+// appending one envelope or usage line, without the newline, to `out`.
+void answerPadded(const char* data, std::size_t length, std::size_t capacity, std::string& out) {
+  notation::RequestParts parts;
+  std::string problem;
+  if (!readOrExplain(data, length, capacity, parts, problem)) {
+    appendUsage(parts.idJson, problem, out);
+    return;
   }
-  if (i < t.size() && (t[i] == 'e' || t[i] == 'E')) {
-    ++i;
-    if (i < t.size() && (t[i] == '+' || t[i] == '-')) ++i;
-    if (!digits()) return false;
+  const Command* command = registry().find(*parts.call);
+  if (!command) {
+    appendUsage(parts.idJson, "unknown selector " + *parts.call, out);
+    return;
   }
-  return i == t.size();
+  if (parts.args.size() != command->argumentCount()) {
+    appendUsage(parts.idJson,
+                *parts.call + " takes " + std::to_string(command->argumentCount()) + " argument" +
+                    (command->argumentCount() == 1 ? "" : "s") + ", not " + std::to_string(parts.args.size()),
+                out);
+    return;
+  }
+  std::optional<std::string_view> id;
+  if (parts.idJson) id = *parts.idJson;
+  Outcome outcome;
+  try {
+    outcome = command->invoke(parts.args, parts.errorOut);
+  } catch (const std::exception& e) {
+    // A fault of the library, not of the request: report it and keep serving.
+    outcome = Outcome{};
+    outcome.failure = HostFailure(FailureKind::invalidArgument, e.what());
+  }
+  parts.args.clear();  // large arguments are not kept while the answer is printed
+  appendEnvelope(outcome, id, out);
 }
 
-// Whether `text` is one complete JSON value. Splitting the request only
-// skims over the id, so it is checked on its own before it is echoed.
-bool isJsonText(std::string_view text) {
-  thread_local simdjson::dom::parser parser;
-  simdjson::dom::element element;
-  simdjson::error_code ec = parser.parse(text.data(), text.size()).get(element);
-  if (!ec) return true;
-  // Numbers beyond what a double or a 64-bit integer holds are still JSON.
-  bool numberProblem = ec == simdjson::NUMBER_ERROR || ec == simdjson::INCORRECT_TYPE ||
-                       ec == simdjson::NUMBER_OUT_OF_RANGE;
-  return numberProblem && isJsonNumber(text);
+bool writeAll(int fd, std::string_view text) {
+  while (!text.empty()) {
+    ssize_t n = ::write(fd, text.data(), text.size());
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    text.remove_prefix(std::size_t(n));
+  }
+  return true;
 }
 
 }  // namespace
 
-std::string envelopeJson(const Outcome& outcome, std::optional<std::string_view> idJson) {
-  std::string out = "{";
+void appendEnvelope(const Outcome& outcome, std::optional<std::string_view> idJson, std::string& out) {
+  std::size_t start = out.size();
+  out += '{';
   auto key = [&](std::string_view name) {
-    if (out.size() > 1) out += ", ";
+    if (out.size() > start + 1) out += ", ";
     out += '"';
     out += name;
     out += "\": ";
@@ -117,106 +136,109 @@ std::string envelopeJson(const Outcome& outcome, std::optional<std::string_view>
     out += '}';
   }
   out += '}';
+}
+
+std::string envelopeJson(const Outcome& outcome, std::optional<std::string_view> idJson) {
+  std::string out;
+  appendEnvelope(outcome, idJson, out);
   return out;
 }
 
 int exitStatus(const Outcome& outcome) noexcept { return outcome.failure ? 2 : outcome.error ? 1 : 0; }
 
 Request readRequest(std::string_view line, std::optional<std::string>& idJson) {
-  thread_local simdjson::ondemand::parser parser;
-  simdjson::padded_string padded(line);
-  simdjson::ondemand::document doc;
-  simdjson::ondemand::object object;
-  if (auto ec = parser.iterate(padded).get(doc)) throw NotationError(simdjson::error_message(ec));
-  if (auto ec = doc.get_object().get(object))
-    throw NotationError(ec == simdjson::INCORRECT_TYPE ? "a request is a JSON object" : simdjson::error_message(ec));
-
-  // First only split the fields, so that the id is known whatever is wrong
-  // with the rest of the request.
-  std::optional<std::string_view> call, args, errorOut;
-  std::string unknown;
-  try {
-    for (auto field : object) {
-      std::string_view name;
-      simdjson::ondemand::value value;
-      if (field.unescaped_key().get(name) || field.value().get(value)) throw NotationError("malformed JSON");
-      if (name == "id") {
-        std::string_view id = rawText(value);
-        if (!isJsonText(id)) throw NotationError("\"id\" is not well-formed JSON");
-        idJson = std::string(id);
-      }
-      else if (name == "call") call = rawText(value);
-      else if (name == "args") args = rawText(value);
-      else if (name == "errorOut") errorOut = rawText(value);
-      else {
-        if (unknown.empty()) unknown = std::string(name);
-        rawText(value);  // skipped, so that a later id is still found
-      }
-    }
-    const char* rest = nullptr;
-    if (!doc.current_location().get(rest)) throw NotationError("trailing characters after the request");
-  } catch (const simdjson::simdjson_error& e) {
-    throw NotationError(simdjson::error_message(e.error()));
-  }
-
-  if (!unknown.empty()) throw NotationError("unknown request key \"" + unknown + "\"");
-  if (!call) throw NotationError("the request has no \"call\"");
-  Request request;
-  Value callValue = readNotation(*call);
-  if (!callValue.isString()) throw NotationError("\"call\" must be a string");
-  request.call = callValue.toUtf8();
-  if (args) {
-    if (!args->starts_with('[')) throw NotationError("\"args\" must be a list");
-    request.args = readArgumentList(*args);
-  }
-  if (errorOut) {
-    if (*errorOut == "true") request.errorOut = true;
-    else if (*errorOut == "false") request.errorOut = false;
-    else throw NotationError("\"errorOut\" must be true or false");
-  }
-  return request;
+  std::string padded(line.size() + kPadding, '\0');
+  std::memcpy(padded.data(), line.data(), line.size());
+  notation::RequestParts parts;
+  std::string problem;
+  bool read = readOrExplain(padded.data(), line.size(), padded.size(), parts, problem);
+  idJson = parts.idJson;
+  if (!read) throw NotationError(problem);
+  return Request{std::move(parts.idJson), std::move(*parts.call), std::move(parts.args), parts.errorOut};
 }
 
 std::string answerRequestLine(std::string_view line) {
-  std::optional<std::string> idJson;
-  auto usage = [&](const std::string& what) {
-    std::string out = "{";
-    if (idJson) out += "\"id\": " + *idJson + ", ";
-    out += "\"usage\": ";
-    printJsonString(what, out);
-    out += '}';
-    return out;
-  };
-  Request request;
-  try {
-    request = readRequest(line, idJson);
-  } catch (const NotationError& e) {
-    return usage(e.what());
-  }
-  const Command* command = registry().find(request.call);
-  if (!command) return usage("unknown selector " + request.call);
-  if (request.args.size() != command->argumentCount())
-    return usage(request.call + " takes " + std::to_string(command->argumentCount()) + " argument" +
-                 (command->argumentCount() == 1 ? "" : "s") + ", not " + std::to_string(request.args.size()));
-  try {
-    Outcome outcome = command->invoke(request.args, request.errorOut);
-    return envelopeJson(outcome, idJson ? std::optional<std::string_view>(*idJson) : std::nullopt);
-  } catch (const std::exception& e) {
-    // A fault of the library, not of the request: report it and keep serving.
-    Outcome outcome;
-    outcome.failure = HostFailure(FailureKind::invalidArgument, e.what());
-    return envelopeJson(outcome, idJson ? std::optional<std::string_view>(*idJson) : std::nullopt);
-  }
+  std::string padded(line.size() + kPadding, '\0');
+  std::memcpy(padded.data(), line.data(), line.size());
+  std::string out;
+  answerPadded(padded.data(), line.size(), padded.size(), out);
+  return out;
 }
 
-int serve(std::istream& in, std::ostream& out) {
-  std::string line;
-  while (std::getline(in, line)) {
-    if (!line.empty() && line.back() == '\r') line.pop_back();
-    out << answerRequestLine(line) << '\n';
-    out.flush();
+int serve(int in, int out) {
+  // Requests are read in large blocks; each complete line is answered in
+  // place. Answers gather while more requests are already waiting and are
+  // written as soon as the server would wait for input, so that a client
+  // that sends one request at a time gets each answer at once.
+  constexpr std::size_t kBlock = 1 << 16;
+  constexpr std::size_t kFlushAt = 1 << 16;
+  std::string input(kBlock + kPadding, '\0'), output;
+  std::size_t begin = 0, end = 0;  // the unanswered bytes of `input`
+  bool atEnd = false, largeRequest = false;
+  auto answer = [&](std::size_t length) {
+    char* line = input.data() + begin;
+    std::size_t size = length;
+    if (size > 0 && line[size - 1] == '\r') --size;
+    // The padding after a line is the start of the next one: zeroed while
+    // the line is read, then put back.
+    char saved[kPadding];
+    std::memcpy(saved, line + size, kPadding);
+    std::memset(line + size, 0, kPadding);
+    answerPadded(line, size, input.size() - begin, output);
+    std::memcpy(line + size, saved, kPadding);
+    output += '\n';
+    if (size > kLargeRequest) largeRequest = true;
+  };
+  // After a large request, the memory it took is given back once its answer
+  // is out, so that an idle server stays small.
+  auto flush = [&] {
+    if (!writeAll(out, output)) return false;
+    output.clear();
+    if (largeRequest) {
+      std::string().swap(output);
+      releaseReaderMemory();
+#if defined(__GLIBC__)
+      malloc_trim(0);
+#endif
+      largeRequest = false;
+    }
+    return true;
+  };
+  for (;;) {
+    // Every complete line already read is answered before anything else.
+    while (begin < end) {
+      const char* newline = static_cast<const char*>(std::memchr(input.data() + begin, '\n', end - begin));
+      if (!newline) break;
+      std::size_t length = std::size_t(newline - (input.data() + begin));
+      answer(length);
+      begin += length + 1;
+      if ((output.size() >= kFlushAt || largeRequest) && !flush()) return kServeOutputFailed;
+    }
+    if (atEnd) {
+      if (begin < end) {  // a last line without a newline
+        answer(end - begin);
+        begin = end;
+      }
+      return flush() ? 0 : kServeOutputFailed;
+    }
+    // About to wait for input: what is answered goes out first.
+    if (!output.empty() && !flush()) return kServeOutputFailed;
+    // Keep the partial line, and room for a block and the padding after it.
+    if (begin > 0) {
+      std::memmove(input.data(), input.data() + begin, end - begin);
+      end -= begin;
+      begin = 0;
+    }
+    if (end == 0 && input.size() > 4 * kBlock) std::string(kBlock + kPadding, '\0').swap(input);
+    if (input.size() < end + kBlock + kPadding) input.resize(std::max(input.size() * 2, end + kBlock + kPadding));
+    ssize_t n = ::read(in, input.data() + end, input.size() - end - kPadding);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) {
+      atEnd = true;
+      continue;
+    }
+    end += std::size_t(n);
   }
-  return 0;
 }
 
 }  // namespace tessaro

@@ -105,7 +105,9 @@ std::optional<std::string> hfsPathFromPath(std::string_view path) {
     hfsPath = exchangeSeparators(components[volumes.size()]);
     next = volumes.size() + 1;
   } else {
-    hfsPath = startupVolumeName();
+    // The volume's name is written like any other name: a ':' in it
+    // becomes '/', so that the path reads back.
+    hfsPath = exchangeSeparators(startupVolumeName());
   }
   for (; next < components.size(); ++next) {
     hfsPath.push_back(':');
@@ -125,7 +127,7 @@ std::string pathFromHFSPath(std::string_view hfsPath) {
   std::size_t floor = 0;
   if (parts.front().empty()) {
     components = posixComponents(currentFolder());
-  } else if (parts.front() != startupVolumeName()) {
+  } else if (parts.front() != exchangeSeparators(startupVolumeName())) {
     components = posixComponents(volumesFolder());
     components.push_back(exchangeSeparators(parts.front()));
     floor = components.size();

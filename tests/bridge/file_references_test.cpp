@@ -59,7 +59,10 @@ TEST(HFSPathFromURL, FoldersPackagesAndFiles) {
 
   // The volumes folder itself lies on the startup volume.
   std::string startupPath = "Boot";
-  for (const auto& part : fs::path(volumesFolder.path()).relative_path()) startupPath += ":" + part.string();
+  for (const auto& part : fs::path(volumesFolder.path()).relative_path()) {
+    startupPath += ':';
+    startupPath += part.string();
+  }
   EXPECT_EQ(K::HFSPathFromURL_(Value::url("file://" + volumesFolder.path())), str(startupPath + ":"));
   EXPECT_EQ(K::HFSPathFromURL_(Value::url("file:///")), str("Boot:"));
 

@@ -73,6 +73,30 @@ TEST(Server, RequestsReadTheirArguments) {
   EXPECT_EQ(requestError(R"({"call": "x:", "args": [1e400]})", id).rfind("real out of range", 0), 0u);
 }
 
+TEST(Server, FaultsOfTheRequestItself) {
+  std::optional<std::string> id;
+  // Text after a complete request: the id is still known.
+  EXPECT_EQ(requestError(R"({"id": 1, "call": "frameworkVersion"} x)", id), "trailing characters after the request");
+  EXPECT_EQ(id, "1");
+  id.reset();
+  EXPECT_EQ(requestError(R"({"id": [2], "call": "frameworkVersion"}})", id), "trailing characters after the request");
+  EXPECT_EQ(id, "[2]");
+  // A key is quoted in full, escaped, whatever it holds.
+  EXPECT_EQ(requestError(R"({"a\u0000b": 1, "call": "x"})", id), R"(unknown request key "a\u0000b")");
+  EXPECT_EQ(requestError(R"({"call": 3})", id), "\"call\" must be a string");
+  EXPECT_EQ(requestError(R"({"call": "x", "errorOut": 1})", id), "\"errorOut\" must be true or false");
+  EXPECT_EQ(requestError(R"({"id": 4})", id), "the request has no \"call\"");
+  EXPECT_EQ(requestError(R"([1])", id), "a request is a JSON object");
+  // The id is found even when a fault comes before it.
+  id.reset();
+  requestError(R"({"args": [1,], "id": "late"})", id);
+  EXPECT_EQ(id, R"("late")");
+  // Repeated keys: the last one counts.
+  Request r = request(R"({"call": "a", "call": "b", "args": [1], "args": [2, 3]})", id);
+  EXPECT_EQ(r.call, "b");
+  EXPECT_EQ(r.args.size(), 2u);
+}
+
 TEST(Server, EnvelopeStringsAreWrittenAsUtf8) {
   std::string out;
   printJsonString("a\"b\\c\n\x01\x7F \xC3\xA9 \xF0\x9F\x98\x80", out);
@@ -106,8 +130,12 @@ TEST(Server, IdsAreEchoedOnlyWhenTheyAreJson) {
   for (const char* id : {R"({"$nothing": true})", "99999999999999999999", "1e999", "-0.5e-3", R"("a\u0000")",
                          R"([1, {"b": null}])"})
     EXPECT_EQ(answer(id), std::string(R"({"id": )") + id + R"(, "result": "0.1.0"})") << id;
+  // Lone surrogates are JSON too; an id written over several lines comes
+  // back in one line, so that no client's line reader splits the answer.
+  EXPECT_EQ(answer(R"("\ud800")"), R"({"id": "\ud800", "result": "0.1.0"})");
+  EXPECT_EQ(answer("[1,\r\t2, {\"a\" :\r\"x y\"}]"), R"({"id": [1, 2, {"a": "x y"}], "result": "0.1.0"})");
   // Anything else makes the line unusable, and is not echoed.
-  for (const char* id : {"213e", "[1 2]", "06", "tru", R"("a\q")", "1.", "0x10"})
+  for (const char* id : {"213e", "[1 2]", "06", "tru", R"("a\q")", "1.", "0x10", "[1,]", R"({"a" 1})"})
     EXPECT_EQ(answer(id), R"({"usage": "\"id\" is not well-formed JSON"})") << id;
 }
 

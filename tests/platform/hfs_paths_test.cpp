@@ -34,6 +34,16 @@ TEST(HFSVolumes, DefaultsWhenUnsetOrEmpty) {
   EXPECT_EQ(volumesFolder(), "/media");
 }
 
+TEST(HFSVolumes, StartupVolumeNameWithColonRoundTrips) {
+  ScopedEnv startup("TESSARO_STARTUP_VOLUME", "a:b");
+  ScopedEnv volumes("TESSARO_VOLUMES_DIR", "/media");
+  EXPECT_EQ(hfsPathFromPath("/"), "a/b");
+  EXPECT_EQ(hfsPathFromPath("/x/y"), "a/b:x:y");
+  EXPECT_EQ(pathFromHFSPath("a/b:x:y"), "/x/y");
+  // The name as configured is not the name as written.
+  EXPECT_EQ(pathFromHFSPath("a:b:x"), "/media/a/b/x");
+}
+
 TEST_F(HFSPaths, StartupVolumeHoldsEverythingOutsideTheVolumesFolder) {
   EXPECT_EQ(hfsPathFromPath("/"), "Startup Disk");
   EXPECT_EQ(hfsPathFromPath("/Users/"), "Startup Disk:Users");
