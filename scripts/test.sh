@@ -1,7 +1,10 @@
 #!/usr/bin/env bash
 # Builds the library and its tests under AddressSanitizer and
-# UndefinedBehaviorSanitizer (warnings are errors) and runs every test,
-# including a time-bounded fuzzing run of the notation reader.
+# UndefinedBehaviorSanitizer with clang (warnings are errors) and runs every
+# test, including a time-bounded fuzzing run of the notation reader. Then
+# builds everything again, benchmarks included, with GCC in Release, and runs
+# the tests there too: the memory checks of the server need the plain
+# allocator, and neither compiler nor the benchmarks may rot unseen.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 scripts/setup.sh
@@ -12,5 +15,10 @@ cmake -S . -B "$build" -G Ninja \
   -DCMAKE_CXX_COMPILER=clang++ \
   -DTESSARO_SANITIZE=ON -DTESSARO_FUZZ=ON -DTESSARO_WERROR=ON >/dev/null
 cmake --build "$build"
-cd "$build"
-ctest --output-on-failure -j2
+(cd "$build" && ctest --output-on-failure -j2)
+
+release=${TESSARO_RELEASE_BUILD:-build/gcc-release}
+cmake -S . -B "$release" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER=g++ \
+  -DTESSARO_BENCH=ON >/dev/null
+cmake --build "$release"
+(cd "$release" && ctest --output-on-failure -j2)
