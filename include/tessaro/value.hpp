@@ -102,6 +102,9 @@ class Value {
   // string is then taken with fixed-size register moves.
   static constexpr std::size_t kPaddedChars = 16;
   static Value stringFromPadded(std::u16string_view s);
+  // A string that takes over `units`, a buffer from std::malloc holding
+  // `length` code units (a large text is then never copied).
+  static Value stringAdopting(char16_t* units, std::size_t length);
   static Value fromUtf8(std::string_view utf8);  // invalid bytes become U+FFFD
   static Value fromValidUtf8(std::string_view utf8);  // no value when `utf8` is ill-formed
   static Value date(double secondsSinceReferenceDate) noexcept;

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <charconv>
 #include <cmath>
+#include <cstdlib>
 #include <cstring>
 #include <functional>
 #include <limits>
@@ -21,12 +22,17 @@ namespace tessaro {
 namespace detail {
 
 // A string too long to keep inline: one allocation holding the body and the
-// code units after it.
+// code units after it, or a body holding a buffer it took over.
 struct StringBody final : Body {
   std::size_t length;
-  explicit StringBody(std::size_t n) : length(n) {}
-  char16_t* chars() noexcept { return reinterpret_cast<char16_t*>(this + 1); }
-  const char16_t* chars() const noexcept { return reinterpret_cast<const char16_t*>(this + 1); }
+  char16_t* units;
+  explicit StringBody(std::size_t n) : length(n), units(reinterpret_cast<char16_t*>(this + 1)) {}
+  StringBody(char16_t* adopted, std::size_t n) : length(n), units(adopted) {}
+  ~StringBody() override {
+    if (units != reinterpret_cast<char16_t*>(this + 1)) std::free(units);
+  }
+  char16_t* chars() noexcept { return units; }
+  const char16_t* chars() const noexcept { return units; }
 
   static StringBody* make(std::u16string_view s) {
     StringBody* body = allocate(s.size());
@@ -273,6 +279,19 @@ Value Value::string(std::u16string_view s) {
   v.rep_.big.kind = ValueKind::string;
   v.rep_.big.length = kLongString;
   v.rep_.big.u.body = detail::StringBody::make(s);
+  return v;
+}
+
+Value Value::stringAdopting(char16_t* units, std::size_t length) {
+  if (length <= kInlineChars) {
+    Value v = string(std::u16string_view(units, length));
+    std::free(units);
+    return v;
+  }
+  Value v;
+  v.rep_.big.kind = ValueKind::string;
+  v.rep_.big.length = kLongString;
+  v.rep_.big.u.body = new detail::StringBody(units, length);
   return v;
 }
 

@@ -37,6 +37,7 @@ using notation::Utf16Buffer;
 constexpr int kMaxDepth = 512;
 constexpr std::size_t kNone = std::numeric_limits<std::size_t>::max();
 constexpr std::u16string_view kRecordTag = u"$record";
+constexpr std::size_t kAdoptFrom = 1 << 16;  // code units
 
 std::string_view describe(simdjson::error_code error) noexcept {
   switch (error) {
@@ -627,6 +628,12 @@ class Reader {
 
   Value stringAt(od::raw_json_string raw) {
     unescapeString(reinterpret_cast<const std::uint8_t*>(raw.raw()), end_, text_);
+    // A large string takes the buffer over rather than being copied out of it.
+    std::size_t size = text_.view().size();
+    if (size >= kAdoptFrom) [[unlikely]] {
+      char16_t* units = text_.release();
+      return Value::stringAdopting(units, size);
+    }
     return Value::stringFromPadded(text_.view());  // the buffer always has room beyond the text
   }
 

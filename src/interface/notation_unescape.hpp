@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <new>
 #include <memory>
 #include <string_view>
 #if defined(__SSE2__)
@@ -16,31 +18,48 @@
 namespace tessaro::notation {
 
 // A growable UTF-16 buffer written through raw pointers, so that widening
-// ASCII needs no per-character bookkeeping.
+// ASCII needs no per-character bookkeeping. It grows with realloc, which
+// moves a large buffer's pages rather than copying them, and can hand its
+// storage over to a string value.
 class Utf16Buffer {
  public:
+  Utf16Buffer() = default;
+  Utf16Buffer(const Utf16Buffer&) = delete;
+  Utf16Buffer& operator=(const Utf16Buffer&) = delete;
+  ~Utf16Buffer() { std::free(data_); }
+
   void clear() noexcept { size_ = 0; }
   // Room for `more` further code units; returns where they go.
   char16_t* room(std::size_t more) {
     if (size_ + more > capacity_) grow(size_ + more);
-    return data_.get() + size_;
+    return data_ + size_;
   }
   void advance(std::size_t n) noexcept { size_ += n; }
   void push(char16_t c) {
     *room(1) = c;
     ++size_;
   }
-  std::u16string_view view() const noexcept { return {data_.get(), size_}; }
+  std::u16string_view view() const noexcept { return {data_, size_}; }
+  // The text, in a std::malloc'd buffer of exactly its size; the buffer is
+  // left empty.
+  char16_t* release() {
+    char16_t* data = data_;
+    if (void* shrunk = std::realloc(data, std::max<std::size_t>(size_, 1) * sizeof(char16_t)))
+      data = static_cast<char16_t*>(shrunk);
+    data_ = nullptr;
+    size_ = capacity_ = 0;
+    return data;
+  }
 
  private:
   void grow(std::size_t needed) {
     std::size_t capacity = std::max<std::size_t>(needed, capacity_ * 2 + 64);
-    std::unique_ptr<char16_t[]> data(new char16_t[capacity]);
-    if (size_) std::memcpy(data.get(), data_.get(), size_ * sizeof(char16_t));
-    data_ = std::move(data);
+    void* data = std::realloc(data_, capacity * sizeof(char16_t));
+    if (!data) throw std::bad_alloc();
+    data_ = static_cast<char16_t*>(data);
     capacity_ = capacity;
   }
-  std::unique_ptr<char16_t[]> data_;
+  char16_t* data_ = nullptr;
   std::size_t size_ = 0, capacity_ = 0;
 };
 

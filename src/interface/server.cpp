@@ -7,7 +7,9 @@
 #endif
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
+#include <new>
 #include <string>
 
 #include <simdjson.h>
@@ -49,15 +51,19 @@ bool readOrExplain(const char* data, std::size_t length, std::size_t capacity, n
   }
 }
 
-// Answers the request in `data[0, length)` (followed by zeroed padding) by
-// appending one envelope or usage line, without the newline, to `out`.
-void answerPadded(const char* data, std::size_t length, std::size_t capacity, std::string& out) {
-  notation::RequestParts parts;
+// Reads the request in `data[0, length)` (followed by zeroed padding); when
+// it is not a valid request, appends the usage answer to `out` instead.
+bool readPadded(const char* data, std::size_t length, std::size_t capacity, notation::RequestParts& parts,
+                std::string& out) {
   std::string problem;
-  if (!readOrExplain(data, length, capacity, parts, problem)) {
-    appendUsage(parts.idJson, problem, out);
-    return;
-  }
+  if (readOrExplain(data, length, capacity, parts, problem)) return true;
+  appendUsage(parts.idJson, problem, out);
+  return false;
+}
+
+// Runs a request that was read and appends its answer, without the newline,
+// to `out`; `sizeHint` is what the answer is expected to take.
+void answerParts(notation::RequestParts& parts, std::string& out, std::size_t sizeHint) {
   const Command* command = registry().find(*parts.call);
   if (!command) {
     appendUsage(parts.idJson, "unknown selector " + *parts.call, out);
@@ -80,8 +86,15 @@ void answerPadded(const char* data, std::size_t length, std::size_t capacity, st
     outcome = Outcome{};
     outcome.failure = HostFailure(FailureKind::invalidArgument, e.what());
   }
-  parts.args.clear();  // large arguments are not kept while the answer is printed
+  std::vector<Value>().swap(parts.args);  // large arguments are not kept while the answer is printed
+  // A large answer is written into room made once rather than by doubling.
+  if (sizeHint > out.capacity() - out.size()) out.reserve(out.size() + sizeHint + sizeHint / 8);
   appendEnvelope(outcome, id, out);
+}
+
+void answerPadded(const char* data, std::size_t length, std::size_t capacity, std::string& out) {
+  notation::RequestParts parts;
+  if (readPadded(data, length, capacity, parts, out)) answerParts(parts, out, 0);
 }
 
 bool writeAll(int fd, std::string_view text) {
@@ -172,10 +185,27 @@ int serve(int in, int out) {
   // that sends one request at a time gets each answer at once.
   constexpr std::size_t kBlock = 1 << 16;
   constexpr std::size_t kFlushAt = 1 << 16;
-  std::string input(kBlock + kPadding, '\0'), output;
+  // The input grows with realloc, which moves a large buffer's pages rather
+  // than copying (and zero-filling) them.
+  struct Buffer {
+    char* bytes = nullptr;
+    std::size_t size = 0;
+    ~Buffer() { std::free(bytes); }
+    char* data() const { return bytes; }
+    void resize(std::size_t n) {
+      void* grown = std::realloc(bytes, n);
+      if (!grown) throw std::bad_alloc();
+      bytes = static_cast<char*>(grown);
+      size = n;
+    }
+  } input;
+  input.resize(kBlock + kPadding);
+  std::string output;
   std::size_t begin = 0, end = 0;  // the unanswered bytes of `input`
+  std::size_t scanned = 0;         // from `begin`, the bytes known to hold no newline
   bool atEnd = false, largeRequest = false;
-  auto answer = [&](std::size_t length) {
+  // Answers the line of `length` bytes at `begin` and moves past it.
+  auto answerLine = [&](std::size_t length, std::size_t next) {
     char* line = input.data() + begin;
     std::size_t size = length;
     if (size > 0 && line[size - 1] == '\r') --size;
@@ -184,10 +214,25 @@ int serve(int in, int out) {
     char saved[kPadding];
     std::memcpy(saved, line + size, kPadding);
     std::memset(line + size, 0, kPadding);
-    answerPadded(line, size, input.size() - begin, output);
+    notation::RequestParts parts;
+    bool read = readPadded(line, size, input.size - begin, parts, output);
     std::memcpy(line + size, saved, kPadding);
+    begin = next;
+    if (size > kLargeRequest) {
+      // The text of a large request and the parser's buffers for it are given
+      // up before the command runs and its answer is printed.
+      largeRequest = true;
+      releaseReaderMemory();
+      Buffer rest;
+      rest.resize(std::max(end - begin, kBlock) + kPadding);
+      std::memcpy(rest.data(), input.data() + begin, end - begin);
+      std::swap(input.bytes, rest.bytes);
+      std::swap(input.size, rest.size);
+      end -= begin;
+      begin = 0;
+    }
+    if (read) answerParts(parts, output, size > kLargeRequest ? size : 0);
     output += '\n';
-    if (size > kLargeRequest) largeRequest = true;
   };
   // After a large request, the memory it took is given back once its answer
   // is out, so that an idle server stays small.
@@ -207,18 +252,19 @@ int serve(int in, int out) {
   for (;;) {
     // Every complete line already read is answered before anything else.
     while (begin < end) {
-      const char* newline = static_cast<const char*>(std::memchr(input.data() + begin, '\n', end - begin));
-      if (!newline) break;
+      const char* newline =
+          static_cast<const char*>(std::memchr(input.data() + begin + scanned, '\n', end - begin - scanned));
+      if (!newline) {
+        scanned = end - begin;  // a long line is not searched again from its start
+        break;
+      }
+      scanned = 0;
       std::size_t length = std::size_t(newline - (input.data() + begin));
-      answer(length);
-      begin += length + 1;
+      answerLine(length, begin + length + 1);
       if ((output.size() >= kFlushAt || largeRequest) && !flush()) return kServeOutputFailed;
     }
     if (atEnd) {
-      if (begin < end) {  // a last line without a newline
-        answer(end - begin);
-        begin = end;
-      }
+      if (begin < end) answerLine(end - begin, end);  // a last line without a newline
       return flush() ? 0 : kServeOutputFailed;
     }
     // About to wait for input: what is answered goes out first.
@@ -229,9 +275,8 @@ int serve(int in, int out) {
       end -= begin;
       begin = 0;
     }
-    if (end == 0 && input.size() > 4 * kBlock) std::string(kBlock + kPadding, '\0').swap(input);
-    if (input.size() < end + kBlock + kPadding) input.resize(std::max(input.size() * 2, end + kBlock + kPadding));
-    ssize_t n = ::read(in, input.data() + end, input.size() - end - kPadding);
+    if (input.size < end + kBlock + kPadding) input.resize(std::max(input.size * 2, end + kBlock + kPadding));
+    ssize_t n = ::read(in, input.data() + end, input.size - end - kPadding);
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) {
       atEnd = true;
