@@ -155,7 +155,7 @@ std::string_view withoutTrailingSpace(std::string_view token) noexcept {
 // Well-formed JSON text in one line: unchanged when it has no white space
 // outside its strings, otherwise with the notation's own spacing (", " and
 // ": "), so that no raw line break or carriage return survives.
-std::string oneLine(std::string_view json) {
+void oneLine(std::string_view json, std::string& out) {
   bool spaced = false, inString = false;
   for (std::size_t i = 0; i < json.size() && !spaced; ++i) {
     char c = json[i];
@@ -167,8 +167,11 @@ std::string oneLine(std::string_view json) {
       spaced = isJsonSpace(c);
     }
   }
-  if (!spaced) return std::string(json);
-  std::string out;
+  if (!spaced) {
+    out.assign(json);
+    return;
+  }
+  out.clear();
   out.reserve(json.size());
   inString = false;
   for (std::size_t i = 0; i < json.size(); ++i) {
@@ -184,7 +187,6 @@ std::string oneLine(std::string_view json) {
     if (c == ',' || c == ':') out += ' ';
     inString = c == '"';
   }
-  return out;
 }
 
 // Where the first complete JSON object or list of `text` ends (one past its
@@ -277,6 +279,12 @@ class ValueStack {
     size_ = base;
     return items;
   }
+  // The same, into `items` (whose storage is reused).
+  void takeInto(std::size_t base, std::vector<Value>& items) {
+    items.clear();
+    items.insert(items.end(), std::make_move_iterator(data_ + base), std::make_move_iterator(data_ + size_));
+    size_ = base;
+  }
   // The items from `base` on, handed over to a new list value; their places
   // on the stack become raw storage again.
   Value takeList(std::size_t base) {
@@ -354,7 +362,6 @@ class JsonChecker {
     }
   }
 
- private:
   static bool validScalar(std::string_view token, od::json_type type) noexcept {
     switch (type) {
       case od::json_type::number:
@@ -370,6 +377,7 @@ class JsonChecker {
     }
   }
 
+ private:
   // Walks the value `v` stands on to its end; throws at the first fault.
   void consume(od::value& v, int depth) {
     if (depth > kMaxDepth) malformed("JSON nested too deeply");
@@ -509,16 +517,17 @@ class Reader {
       std::u16string_view key = text_.view();
       od::value value = field.value();
       if (key == u"id") {
-        out.idJson = jsonValueText(value);
+        if (!out.idJson) out.idJson.emplace();
+        jsonValueText(value, *out.idJson);
       } else if (key == u"call") {
         od::raw_json_string raw;
         if (value.get_raw_json_string().get(raw)) malformed("\"call\" must be a string");
-        out.call = stringAt(raw).toUtf8();
+        utf8At(raw, out.call);
         hasCall = true;
       } else if (key == u"args") {
         od::array array;
         if (value.get_array().get(array)) malformed("\"args\" must be a list");
-        out.args = items_.take(pushItems(array, 0));
+        items_.takeInto(pushItems(array, 0), out.args);
       } else if (key == u"errorOut") {
         if (value.get_bool().get(out.errorOut)) malformed("\"errorOut\" must be true or false");
       } else {
@@ -607,23 +616,52 @@ class Reader {
   // The text of the value `v` stands on, in one line, once it is known to be
   // well-formed JSON of any kind; throws NotationError otherwise.
   std::string jsonValueText(od::value& v) {
+    std::string text;
+    jsonValueText(v, text);
+    return text;
+  }
+  void jsonValueText(od::value& v, std::string& out) {
     std::string_view text;
     od::json_type type{};
     simdjson::error_code error = v.type().get(type);
+    bool valid = false;
     if (!error && type == od::json_type::object) {
       od::object object;
       error = v.get_object().get(object);
       if (!error) error = object.raw_json().get(text);
+      valid = !error && checker_.accepts(withoutTrailingSpace(text));
     } else if (!error && type == od::json_type::array) {
       od::array array;
       error = v.get_array().get(array);
       if (!error) error = array.raw_json().get(text);
+      valid = !error && checker_.accepts(withoutTrailingSpace(text));
     } else if (!error) {
-      text = v.raw_json_token();
+      // A scalar is checked where it stands, without a parse of its own.
+      text = withoutTrailingSpace(v.raw_json_token());
+      valid = JsonChecker::validScalar(text, type);
+      if (valid && type == od::json_type::string) {
+        try {
+          unescapeString(reinterpret_cast<const std::uint8_t*>(text.data()) + 1, end_, text_);
+        } catch (const NotationError&) {
+          valid = false;
+        }
+      }
     }
-    text = withoutTrailingSpace(text);
-    if (error || !checker_.accepts(text)) malformed("\"id\" is not well-formed JSON");
-    return oneLine(text);
+    if (!valid) malformed("\"id\" is not well-formed JSON");
+    oneLine(withoutTrailingSpace(text), out);
+  }
+
+  // The UTF-8 text of a string, straight from the JSON text when it holds
+  // no escape.
+  void utf8At(od::raw_json_string raw, std::string& out) {
+    const char* start = reinterpret_cast<const char*>(raw.raw());
+    const char* p = start;
+    while (*p != '"' && *p != '\\' && std::uint8_t(*p) >= 0x20) ++p;
+    if (*p == '"') {
+      out.assign(start, std::size_t(p - start));
+      return;
+    }
+    out = stringAt(raw).toUtf8();
   }
 
   Value stringAt(od::raw_json_string raw) {
@@ -883,7 +921,7 @@ bool isJsonValue(std::string_view json, std::string& text) {
   std::string_view trimmed = withoutTrailingSpace(json);
   while (!trimmed.empty() && isJsonSpace(trimmed.front())) trimmed.remove_prefix(1);
   if (!JsonChecker().accepts(trimmed)) return false;
-  text = oneLine(trimmed);
+  oneLine(trimmed, text);
   return true;
 }
 

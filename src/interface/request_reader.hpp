@@ -15,13 +15,20 @@ namespace tessaro::notation {
 
 struct RequestParts {
   std::optional<std::string> idJson;  // as written, or in one line when written over several
-  std::optional<std::string> call;    // UTF-8
+  std::string call;                   // UTF-8
   std::vector<Value> args;
   bool errorOut = true;
+  void clear() noexcept {
+    idJson.reset();
+    call.clear();
+    args.clear();
+    errorOut = true;
+  }
 };
 
 // Reads the request in `data[0, length)`, which must be followed by at least
-// simdjson's padding of zero bytes inside `capacity`. Throws NotationError
+// simdjson's padding of zero bytes inside `capacity`, into `out`, which
+// must be fresh or cleared with clear() (its storage is reused). Throws NotationError
 // for anything that is not a valid request; `out.idJson` then holds the id
 // if it was read before the fault was found.
 void readRequestInPlace(const char* data, std::size_t length, std::size_t capacity, RequestParts& out);

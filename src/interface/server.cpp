@@ -64,14 +64,14 @@ bool readPadded(const char* data, std::size_t length, std::size_t capacity, nota
 // Runs a request that was read and appends its answer, without the newline,
 // to `out`; `sizeHint` is what the answer is expected to take.
 void answerParts(notation::RequestParts& parts, std::string& out, std::size_t sizeHint) {
-  const Command* command = registry().find(*parts.call);
+  const Command* command = registry().find(parts.call);
   if (!command) {
-    appendUsage(parts.idJson, "unknown selector " + *parts.call, out);
+    appendUsage(parts.idJson, "unknown selector " + parts.call, out);
     return;
   }
   if (parts.args.size() != command->argumentCount()) {
     appendUsage(parts.idJson,
-                *parts.call + " takes " + std::to_string(command->argumentCount()) + " argument" +
+                parts.call + " takes " + std::to_string(command->argumentCount()) + " argument" +
                     (command->argumentCount() == 1 ? "" : "s") + ", not " + std::to_string(parts.args.size()),
                 out);
     return;
@@ -86,7 +86,9 @@ void answerParts(notation::RequestParts& parts, std::string& out, std::size_t si
     outcome = Outcome{};
     outcome.failure = HostFailure(FailureKind::invalidArgument, e.what());
   }
-  std::vector<Value>().swap(parts.args);  // large arguments are not kept while the answer is printed
+  // Large arguments are not kept while the answer is printed.
+  if (sizeHint) std::vector<Value>().swap(parts.args);
+  else parts.args.clear();
   // A large answer is written into room made once rather than by doubling.
   if (sizeHint > out.capacity() - out.size()) out.reserve(out.size() + sizeHint + sizeHint / 8);
   appendEnvelope(outcome, id, out);
@@ -167,7 +169,7 @@ Request readRequest(std::string_view line, std::optional<std::string>& idJson) {
   bool read = readOrExplain(padded.data(), line.size(), padded.size(), parts, problem);
   idJson = parts.idJson;
   if (!read) throw NotationError(problem);
-  return Request{std::move(parts.idJson), std::move(*parts.call), std::move(parts.args), parts.errorOut};
+  return Request{std::move(parts.idJson), std::move(parts.call), std::move(parts.args), parts.errorOut};
 }
 
 std::string answerRequestLine(std::string_view line) {
@@ -204,6 +206,7 @@ int serve(int in, int out) {
   std::size_t begin = 0, end = 0;  // the unanswered bytes of `input`
   std::size_t scanned = 0;         // from `begin`, the bytes known to hold no newline
   bool atEnd = false, largeRequest = false;
+  notation::RequestParts parts;  // reused from line to line, with its storage
   // Answers the line of `length` bytes at `begin` and moves past it.
   auto answerLine = [&](std::size_t length, std::size_t next) {
     char* line = input.data() + begin;
@@ -214,7 +217,7 @@ int serve(int in, int out) {
     char saved[kPadding];
     std::memcpy(saved, line + size, kPadding);
     std::memset(line + size, 0, kPadding);
-    notation::RequestParts parts;
+    parts.clear();
     bool read = readPadded(line, size, input.size - begin, parts, output);
     std::memcpy(line + size, saved, kPadding);
     begin = next;
