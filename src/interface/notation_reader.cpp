@@ -517,8 +517,8 @@ class Reader {
       std::u16string_view key = text_.view();
       od::value value = field.value();
       if (key == u"id") {
-        if (!out.idJson) out.idJson.emplace();
-        jsonValueText(value, *out.idJson);
+        jsonValueText(value, idText_);  // only a well-formed id is kept
+        out.idJson = idText_;
       } else if (key == u"call") {
         od::raw_json_string raw;
         if (value.get_raw_json_string().get(raw)) malformed("\"call\" must be a string");
@@ -861,6 +861,7 @@ class Reader {
 
   od::parser parser_;
   JsonChecker checker_;
+  std::string idText_;
   std::unique_ptr<char[]> padded_;
   std::size_t capacity_ = 0;
   const std::uint8_t* end_ = nullptr;
