@@ -47,11 +47,13 @@ namespace detail {
 // handed between threads even though the library itself starts none.
 struct Body {
   mutable std::atomic<std::uint32_t> refs{1};
+  std::uint32_t poolOffset = 0;  // from the start of its pool chunk; 0 when allocated on its own
   Body() = default;
   Body(const Body&) = delete;
   Body& operator=(const Body&) = delete;
   virtual ~Body() = default;
 };
+class Pool;
 }  // namespace detail
 
 class Value;
@@ -102,6 +104,8 @@ class Value {
   // string is then taken with fixed-size register moves.
   static constexpr std::size_t kPaddedChars = 16;
   static Value stringFromPadded(std::u16string_view s);
+  // The same, with a body (if one is needed) carved from `pool`.
+  static Value stringFromPadded(std::u16string_view s, detail::Pool& pool);
   // A string that takes over `units`, a buffer from std::malloc holding
   // `length` code units (a large text is then never copied).
   static Value stringAdopting(char16_t* units, std::size_t length);
@@ -114,7 +118,9 @@ class Value {
   // A list that takes the items over bit for bit. The caller must then treat
   // their places as raw storage: neither use nor destroy them again.
   static Value listAdopting(std::span<Value> items);
+  static Value listAdopting(std::span<Value> items, detail::Pool& pool);
   static Value record(Record record);
+  static Value record(Record record, detail::Pool& pool);
   static Value url(std::string absoluteString);
   static Value indexSet(IndexSet set);
   static Value range(std::uint64_t location, std::uint64_t length);
@@ -221,8 +227,9 @@ class Value {
     if (hasBody()) rep_.big.u.body->refs.fetch_add(1, std::memory_order_relaxed);
   }
   void release() noexcept {
-    if (hasBody() && rep_.big.u.body->refs.fetch_sub(1, std::memory_order_acq_rel) == 1) delete rep_.big.u.body;
+    if (hasBody() && rep_.big.u.body->refs.fetch_sub(1, std::memory_order_acq_rel) == 1) destroy(rep_.big.u.body);
   }
+  static void destroy(detail::Body* body) noexcept;
   // The length byte of a string kept in a body rather than inline.
   static constexpr std::uint8_t kLongString = 0xFF;
   friend struct ValueAccess;
@@ -238,6 +245,13 @@ class Record {
 
   Record() = default;
   Record(std::initializer_list<std::pair<std::u16string_view, Value>> entries);
+  // An empty record with room for `capacity` entries carved from `pool`.
+  Record(detail::Pool& pool, std::size_t capacity);
+  Record(const Record& other);
+  Record(Record&& other) noexcept;
+  Record& operator=(const Record& other);
+  Record& operator=(Record&& other) noexcept;
+  ~Record();
 
   // Adds the entry, or replaces the value of an existing key in its place.
   void set(Value key, Value value);
@@ -245,10 +259,12 @@ class Record {
   // Adds an entry whose key the caller knows to be new, without looking.
   void appendNew(Value key, Value value);
   const Value* find(std::u16string_view key) const noexcept;
-  std::span<const Entry> entries() const noexcept { return entries_; }
-  std::size_t size() const noexcept { return entries_.size(); }
-  bool empty() const noexcept { return entries_.empty(); }
-  void reserve(std::size_t n) { entries_.reserve(n); }
+  std::span<const Entry> entries() const noexcept { return {data_, size_}; }
+  std::size_t size() const noexcept { return size_; }
+  bool empty() const noexcept { return size_ == 0; }
+  void reserve(std::size_t n) {
+    if (n > capacity_) moveTo(n);
+  }
 
  private:
   // Small records are searched in order; larger ones keep an open-addressing
@@ -257,8 +273,14 @@ class Record {
   std::ptrdiff_t position(std::u16string_view key) const noexcept;
   void indexEntry(std::size_t position);
   void rebuildIndex();
+  // Moves the entries to storage of their own for `capacity` of them.
+  void moveTo(std::size_t capacity);
+  void freeStorage() noexcept;
 
-  std::vector<Entry> entries_;
+  // Entries are moved between storages bit for bit, as lists move values.
+  Entry* data_ = nullptr;
+  std::uint32_t size_ = 0, capacity_ = 0;
+  std::uint32_t poolOffset_ = 0;  // of storage carved from a pool chunk; 0 otherwise
   std::vector<std::uint32_t> slots_;
 };
 

@@ -10,11 +10,13 @@
 #include <limits>
 #include <new>
 #include <optional>
+#include <utility>
 #if defined(__SSE2__)
 #include <emmintrin.h>
 #endif
 
 #include "bridge/unicode.hpp"
+#include "bridge/value_pool.hpp"
 #include "tessaro/errors.hpp"
 
 namespace tessaro {
@@ -43,6 +45,15 @@ struct StringBody final : Body {
   static StringBody* allocate(std::size_t n) {
     void* memory = ::operator new(sizeof(StringBody) + n * sizeof(char16_t));
     return new (memory) StringBody(n);
+  }
+  static StringBody* make(std::u16string_view s, Pool& pool) {
+    std::uint32_t offset = 0;
+    void* memory = pool.allocate(sizeof(StringBody) + s.size() * sizeof(char16_t), offset);
+    if (!memory) return make(s);
+    auto* body = new (memory) StringBody(s.size());
+    body->poolOffset = offset;
+    std::memcpy(body->chars(), s.data(), s.size() * sizeof(char16_t));
+    return body;
   }
   // Unsized, because the allocation is larger than the type.
   static void operator delete(void* p) { ::operator delete(p); }
@@ -77,6 +88,15 @@ struct ListBody final : Body {
   static ListBody* allocate(std::size_t n) {
     void* memory = ::operator new(sizeof(ListBody) + n * sizeof(Value));
     return ::new (memory) ListBody(n);
+  }
+  static ListBody* adopt(Value* from, std::size_t n, Pool& pool) {
+    std::uint32_t offset = 0;
+    void* memory = pool.allocate(sizeof(ListBody) + n * sizeof(Value), offset);
+    if (!memory) return adopt(from, n);
+    auto* body = ::new (memory) ListBody(n);
+    body->poolOffset = offset;
+    if (n) std::memcpy(static_cast<void*>(body->items()), static_cast<const void*>(from), n * sizeof(Value));
+    return body;
   }
   static void operator delete(void* p) { ::operator delete(p); }
 };
@@ -295,6 +315,15 @@ Value Value::stringAdopting(char16_t* units, std::size_t length) {
   return v;
 }
 
+Value Value::stringFromPadded(std::u16string_view s, detail::Pool& pool) {
+  if (s.size() <= kInlineChars) return stringFromPadded(s);
+  Value v;
+  v.rep_.big.kind = ValueKind::string;
+  v.rep_.big.length = kLongString;
+  v.rep_.big.u.body = detail::StringBody::make(s, pool);
+  return v;
+}
+
 Value Value::stringFromPadded(std::u16string_view s) {
   if (s.size() > kInlineChars) return string(s);
   // Units past the end are copied too; nothing ever reads them.
@@ -364,8 +393,33 @@ Value Value::listAdopting(std::span<Value> items) {
   return withBody(ValueKind::list, detail::ListBody::adopt(items.data(), items.size()));
 }
 
+Value Value::listAdopting(std::span<Value> items, detail::Pool& pool) {
+  return withBody(ValueKind::list, detail::ListBody::adopt(items.data(), items.size(), pool));
+}
+
+void Value::destroy(detail::Body* body) noexcept {
+  std::uint32_t offset = body->poolOffset;
+  if (offset == 0) {
+    delete body;
+    return;
+  }
+  void* chunk = reinterpret_cast<char*>(body) - offset;
+  body->~Body();
+  detail::Pool::release(chunk);
+}
+
 Value Value::record(Record record) {
   auto* body = new detail::RecordBody;
+  body->record = std::move(record);
+  return withBody(ValueKind::record, body);
+}
+
+Value Value::record(Record record, detail::Pool& pool) {
+  std::uint32_t offset = 0;
+  void* memory = pool.allocate(sizeof(detail::RecordBody), offset);
+  if (!memory) return Value::record(std::move(record));
+  auto* body = ::new (memory) detail::RecordBody;
+  body->poolOffset = offset;
   body->record = std::move(record);
   return withBody(ValueKind::record, body);
 }
@@ -639,59 +693,130 @@ bool Value::boolValue() const {
 // --- Record, IndexSet, HostObject -------------------------------------------
 
 Record::Record(std::initializer_list<std::pair<std::u16string_view, Value>> entries) {
-  entries_.reserve(entries.size());
+  reserve(entries.size());
   for (const auto& [key, value] : entries) set(key, value);
+}
+
+Record::Record(detail::Pool& pool, std::size_t capacity) {
+  if (capacity == 0) return;
+  void* memory = pool.allocate(capacity * sizeof(Entry), poolOffset_);
+  if (!memory) {
+    poolOffset_ = 0;
+    reserve(capacity);
+    return;
+  }
+  data_ = static_cast<Entry*>(memory);
+  capacity_ = std::uint32_t(capacity);
+}
+
+Record::Record(const Record& other) : slots_(other.slots_) {
+  if (other.size_ == 0) return;
+  data_ = static_cast<Entry*>(::operator new(other.size_ * sizeof(Entry)));
+  capacity_ = other.size_;
+  for (std::size_t i = 0; i < other.size_; ++i) ::new (static_cast<void*>(data_ + i)) Entry(other.data_[i]);
+  size_ = other.size_;
+}
+
+Record::Record(Record&& other) noexcept
+    : data_(other.data_),
+      size_(other.size_),
+      capacity_(other.capacity_),
+      poolOffset_(other.poolOffset_),
+      slots_(std::move(other.slots_)) {
+  other.data_ = nullptr;
+  other.size_ = other.capacity_ = other.poolOffset_ = 0;
+  other.slots_.clear();
+}
+
+Record& Record::operator=(const Record& other) {
+  if (this != &other) *this = Record(other);
+  return *this;
+}
+
+Record& Record::operator=(Record&& other) noexcept {
+  if (this != &other) {
+    freeStorage();
+    data_ = std::exchange(other.data_, nullptr);
+    size_ = std::exchange(other.size_, 0);
+    capacity_ = std::exchange(other.capacity_, 0);
+    poolOffset_ = std::exchange(other.poolOffset_, 0);
+    slots_ = std::move(other.slots_);
+    other.slots_.clear();
+  }
+  return *this;
+}
+
+Record::~Record() { freeStorage(); }
+
+void Record::freeStorage() noexcept {
+  for (std::size_t i = size_; i > 0; --i) data_[i - 1].~Entry();
+  if (poolOffset_) detail::Pool::release(reinterpret_cast<char*>(data_) - poolOffset_);
+  else ::operator delete(data_);
+  data_ = nullptr;
+  size_ = capacity_ = poolOffset_ = 0;
+}
+
+void Record::moveTo(std::size_t capacity) {
+  auto* data = static_cast<Entry*>(::operator new(capacity * sizeof(Entry)));
+  if (size_) std::memcpy(static_cast<void*>(data), static_cast<const void*>(data_), size_ * sizeof(Entry));
+  if (poolOffset_) detail::Pool::release(reinterpret_cast<char*>(data_) - poolOffset_);
+  else ::operator delete(data_);
+  data_ = data;
+  capacity_ = std::uint32_t(capacity);
+  poolOffset_ = 0;
 }
 
 void Record::set(Value key, Value value) {
   std::ptrdiff_t at = position(key.asString());
   if (at >= 0) {
-    entries_[std::size_t(at)].second = std::move(value);
+    data_[std::size_t(at)].second = std::move(value);
     return;
   }
   appendNew(std::move(key), std::move(value));
 }
 
 void Record::appendNew(Value key, Value value) {
-  entries_.emplace_back(std::move(key), std::move(value));
-  if (entries_.size() < kIndexFrom) return;
-  if (entries_.size() * 2 > slots_.size())
+  if (size_ == capacity_) moveTo(std::max<std::size_t>(4, std::size_t(capacity_) * 2));
+  ::new (static_cast<void*>(data_ + size_)) Entry(std::move(key), std::move(value));
+  ++size_;
+  if (size_ < kIndexFrom) return;
+  if (std::size_t(size_) * 2 > slots_.size())
     rebuildIndex();
   else
-    indexEntry(entries_.size() - 1);
+    indexEntry(size_ - 1);
 }
 
 void Record::rebuildIndex() {
   std::size_t capacity = 32;
-  while (capacity < entries_.size() * 4) capacity *= 2;
+  while (capacity < std::size_t(size_) * 4) capacity *= 2;
   slots_.assign(capacity, 0);
-  for (std::size_t i = 0; i < entries_.size(); ++i) indexEntry(i);
+  for (std::size_t i = 0; i < size_; ++i) indexEntry(i);
 }
 
 void Record::indexEntry(std::size_t at) {
   std::size_t mask = slots_.size() - 1;
-  std::size_t slot = std::hash<std::u16string_view>{}(entries_[at].first.asString()) & mask;
+  std::size_t slot = std::hash<std::u16string_view>{}(data_[at].first.asString()) & mask;
   while (slots_[slot] != 0) slot = (slot + 1) & mask;
   slots_[slot] = std::uint32_t(at + 1);
 }
 
 std::ptrdiff_t Record::position(std::u16string_view key) const noexcept {
   if (slots_.empty()) {
-    for (std::size_t i = 0; i < entries_.size(); ++i)
-      if (entries_[i].first.asString() == key) return std::ptrdiff_t(i);
+    for (std::size_t i = 0; i < size_; ++i)
+      if (data_[i].first.asString() == key) return std::ptrdiff_t(i);
     return -1;
   }
   std::size_t mask = slots_.size() - 1;
   for (std::size_t slot = std::hash<std::u16string_view>{}(key) & mask; slots_[slot] != 0; slot = (slot + 1) & mask) {
     std::size_t at = slots_[slot] - 1;
-    if (entries_[at].first.asString() == key) return std::ptrdiff_t(at);
+    if (data_[at].first.asString() == key) return std::ptrdiff_t(at);
   }
   return -1;
 }
 
 const Value* Record::find(std::u16string_view key) const noexcept {
   std::ptrdiff_t at = position(key);
-  return at < 0 ? nullptr : &entries_[std::size_t(at)].second;
+  return at < 0 ? nullptr : &data_[std::size_t(at)].second;
 }
 
 void IndexSet::addRange(std::uint64_t location, std::uint64_t length) {

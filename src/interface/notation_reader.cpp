@@ -14,11 +14,13 @@
 #include <iterator>
 #include <limits>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <unordered_map>
 
 #include <simdjson.h>
 
+#include "bridge/value_pool.hpp"
 #include "interface/notation_tags.hpp"
 #include "interface/notation_unescape.hpp"
 #include "interface/request_reader.hpp"
@@ -38,6 +40,7 @@ constexpr int kMaxDepth = 512;
 constexpr std::size_t kNone = std::numeric_limits<std::size_t>::max();
 constexpr std::u16string_view kRecordTag = u"$record";
 constexpr std::size_t kAdoptFrom = 1 << 16;  // code units
+constexpr std::size_t kPoolFrom = 1 << 16;   // bytes of text
 
 std::string_view describe(simdjson::error_code error) noexcept {
   switch (error) {
@@ -77,6 +80,15 @@ std::string_view describe(simdjson::error_code error) noexcept {
 inline void check(simdjson::error_code error) {
   if (error != simdjson::SUCCESS) [[unlikely]]
     refuse(error);
+}
+
+// The value inside a result, checked and then used where it stands: copying
+// the parser's iterators out of it (written in parts, read back whole) stalls
+// the processor on every item.
+template <class T>
+T& inPlace(simdjson::simdjson_result<T>& result) {
+  check(result.error());
+  return const_cast<T&>(result.value_unsafe());
 }
 
 bool isRealToken(std::string_view token) noexcept {
@@ -287,8 +299,9 @@ class ValueStack {
   }
   // The items from `base` on, handed over to a new list value; their places
   // on the stack become raw storage again.
-  Value takeList(std::size_t base) {
-    Value list = Value::listAdopting(std::span<Value>(data_ + base, size_ - base));
+  Value takeList(std::size_t base, detail::Pool* pool) {
+    std::span<Value> items(data_ + base, size_ - base);
+    Value list = pool ? Value::listAdopting(items, *pool) : Value::listAdopting(items);
     size_ = base;
     return list;
   }
@@ -297,12 +310,14 @@ class ValueStack {
   // where it stays rather than returned and copied there (reading back what
   // was just written in other sizes stalls the processor).
   template <class PushItems>
-  void emplaceList(PushItems&& pushItems) {
+  void emplaceList(PushItems&& pushItems, detail::Pool* pool) {
     emplace([] { return Value::null(); });  // owns nothing: simply overwritten
     std::size_t place = size_ - 1;
     std::size_t base = pushItems();
     Value* items = data_ + base;  // the stack may have moved meanwhile
-    ::new (static_cast<void*>(data_ + place)) Value(Value::listAdopting(std::span<Value>(items, size_ - base)));
+    std::span<Value> adopted(items, size_ - base);
+    ::new (static_cast<void*>(data_ + place))
+        Value(pool ? Value::listAdopting(adopted, *pool) : Value::listAdopting(adopted));
     size_ = base;
   }
   void truncate(std::size_t size) noexcept {
@@ -388,8 +403,7 @@ class JsonChecker {
         od::object object;
         check(v.get_object().get(object));
         for (auto member : object) {
-          od::field field;
-          check(std::move(member).get(field));
+          od::field& field = inPlace(member);
           unescapeString(reinterpret_cast<const std::uint8_t*>(field.key().raw()), end_, text_);
           od::value value = field.value();
           consume(value, depth + 1);
@@ -400,8 +414,7 @@ class JsonChecker {
         od::array array;
         check(v.get_array().get(array));
         for (auto element : array) {
-          od::value item;
-          check(std::move(element).get(item));
+          od::value& item = inPlace(element);
           consume(item, depth + 1);
         }
         return;
@@ -430,6 +443,7 @@ class JsonChecker {
 class Reader {
  public:
   Value read(std::string_view json, const ReadOptions& options) {
+    PoolScope pool(*this, json.size());
     options_ = options;
     nothingDepth_ = 0;
     od::document doc;
@@ -498,6 +512,7 @@ class Reader {
 
   // A server request in one pass over text that already has its padding.
   void readRequest(const char* data, std::size_t length, std::size_t capacity, notation::RequestParts& out) {
+    PoolScope pool(*this, length);
     options_ = ReadOptions{.allowNothing = true};
     nothingDepth_ = 1;
     items_.truncate(0);
@@ -511,8 +526,7 @@ class Reader {
     std::optional<Value> unknown;
     bool hasCall = false;
     for (auto member : object) {
-      od::field field;
-      check(std::move(member).get(field));
+      od::field& field = inPlace(member);
       unescapeString(reinterpret_cast<const std::uint8_t*>(field.key().raw()), end_, text_);
       std::u16string_view key = text_.view();
       od::value value = field.value();
@@ -548,8 +562,7 @@ class Reader {
       od::object object;
       check(doc.get_object().get(object));
       for (auto member : object) {
-        od::field field;
-        check(std::move(member).get(field));
+        od::field& field = inPlace(member);
         unescapeString(reinterpret_cast<const std::uint8_t*>(field.key().raw()), end_, text_);
         od::value value = field.value();
         if (text_.view() == u"id") {
@@ -564,6 +577,7 @@ class Reader {
   }
 
   std::vector<Value> readList(std::string_view json) {
+    PoolScope pool(*this, json.size());
     options_ = ReadOptions{.allowNothing = true};
     nothingDepth_ = 1;
     od::document doc;
@@ -672,8 +686,24 @@ class Reader {
       char16_t* units = text_.release();
       return Value::stringAdopting(units, size);
     }
-    return Value::stringFromPadded(text_.view());  // the buffer always has room beyond the text
+    // The buffer always has room beyond the text.
+    return pool_ ? Value::stringFromPadded(text_.view(), *pool_) : Value::stringFromPadded(text_.view());
   }
+
+  // A large text's bodies come from a pool, for the length of one read.
+  class PoolScope {
+   public:
+    PoolScope(Reader& reader, std::size_t textBytes) : reader_(reader) {
+      if (textBytes >= kPoolFrom) reader_.pool_ = &pool_.emplace(textBytes * 2);
+    }
+    ~PoolScope() { reader_.pool_ = nullptr; }
+    PoolScope(const PoolScope&) = delete;
+    PoolScope& operator=(const PoolScope&) = delete;
+
+   private:
+    Reader& reader_;
+    std::optional<detail::Pool> pool_;
+  };
 
   // `interpretTags` is false for a "$record" key's value: an object read
   // then stays raw (see the file comment).
@@ -728,14 +758,13 @@ class Reader {
 
   // Items gather on one shared stack, so that each list is allocated once,
   // at its final size.
-  Value readArray(od::array& array, int depth) { return items_.takeList(pushItems(array, depth)); }
+  Value readArray(od::array& array, int depth) { return items_.takeList(pushItems(array, depth), pool_); }
 
   // Reads the items of `array` onto the stack; returns where they start.
   std::size_t pushItems(od::array& array, int depth) {
     std::size_t base = items_.size();
     for (auto element : array) {
-      od::value v;
-      check(std::move(element).get(v));
+      od::value& v = inPlace(element);
       // Strings first: they are most of a table. Scalars never touch the
       // stack, so they may be built in place.
       // Strings are asked for directly; any other value refuses without
@@ -750,7 +779,7 @@ class Reader {
         if (depth + 1 > kMaxDepth) malformed("JSON nested too deeply");
         od::array inner;
         check(v.get_array().get(inner));
-        items_.emplaceList([&] { return pushItems(inner, depth + 1); });
+        items_.emplaceList([&] { return pushItems(inner, depth + 1); }, pool_);
       } else if (first == '{') {
         Value item = readContainer(v, od::json_type::object, depth + 1, true);
         items_.emplace([&] { return std::move(item); });
@@ -766,15 +795,31 @@ class Reader {
   Value readObject(od::object& object, int depth, bool interpretTags) {
     std::size_t base = fields_.size();
     for (auto member : object) {
-      od::field field;
-      check(std::move(member).get(field));
+      od::field& field = inPlace(member);
       Value key = stringAt(field.key());
       bool raw = key.asString() == kRecordTag;
-      Value value = readValue(field.value(), depth + 1, !raw);
-      fields_.emplace_back(std::move(key), std::move(value));
+      od::value& v = field.value();
+      od::json_type type{};
+      check(v.type().get(type));
+      if (type == od::json_type::object || type == od::json_type::array) {
+        Value value = readContainer(v, type, depth + 1, !raw);
+        fields_.emplace_back(std::move(key), std::move(value));
+      } else {
+        // A scalar is made where it stays (reading back a value just
+        // written in parts stalls the processor); making it never touches
+        // the fields, so its place cannot move meanwhile.
+        fields_.emplace_back(std::move(key), Value());
+        Value& slot = fields_.back().second;
+        slot.~Value();
+        ::new (static_cast<void*>(&slot)) Value(readScalar(v, type));
+      }
     }
     std::size_t n = fields_.size() - base;
-    auto keyAt = [&](std::size_t i) { return fields_[base + i].first.asString(); };
+    // The keys' texts, looked up once (the fields no longer move).
+    std::vector<std::u16string_view>& keys = keys_;
+    keys.resize(n);
+    for (std::size_t i = 0; i < n; ++i) keys[i] = fields_[base + i].first.asString();
+    auto keyAt = [&](std::size_t i) { return keys[i]; };
 
     // A repeated key keeps its first place and takes its last value:
     // last[i] is the index of that value for the first occurrence i of a key,
@@ -786,7 +831,7 @@ class Reader {
       for (std::size_t i = 0; i < n; ++i) {
         std::size_t first = i;
         for (std::size_t j = 0; j < i; ++j) {
-          if (last[j] != kNone && keyAt(j) == keyAt(i)) {
+          if (keys[j].size() == keys[i].size() && last[j] != kNone && keys[j] == keys[i]) {
             first = j;
             break;
           }
@@ -816,7 +861,7 @@ class Reader {
       }
     }
 
-    Record record;
+    Record record = pool_ ? Record(*pool_, unique) : Record();
     record.reserve(unique);
     for (std::size_t i = 0; i < n; ++i) {
       if (last[i] == kNone) continue;
@@ -827,7 +872,7 @@ class Reader {
       record.appendNew(std::move(fields_[base + i].first), std::move(value));
     }
     fields_.erase(fields_.begin() + std::ptrdiff_t(base), fields_.end());
-    return Value::record(std::move(record));
+    return pool_ ? Value::record(std::move(record), *pool_) : Value::record(std::move(record));
   }
 
   // What a raw record stands for where tags are interpreted.
@@ -859,6 +904,7 @@ class Reader {
     return Value::record(std::move(copy));
   }
 
+  detail::Pool* pool_ = nullptr;  // while a large text is read
   od::parser parser_;
   JsonChecker checker_;
   std::string idText_;
@@ -871,6 +917,7 @@ class Reader {
   ValueStack items_;
   std::vector<Record::Entry> fields_;
   std::vector<std::size_t> last_;
+  std::vector<std::u16string_view> keys_;
 };
 
 // One reader per thread keeps the parser's and the stacks' memory between
