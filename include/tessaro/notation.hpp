@@ -37,7 +37,9 @@ Value readNotation(std::string_view json, ReadOptions options = {});
 std::vector<Value> readArgumentList(std::string_view jsonList);
 
 // The reader keeps its buffers between calls, sized for the largest text it
-// has read. A long-running process gives them back after a large text.
+// has read, and some of the memory of the values of large texts once they
+// are freed (at most 128 MiB). A long-running process gives them back after
+// a large text.
 void releaseReaderMemory();
 
 // Appends the canonical notation of `v` to `out`. No value prints as

@@ -4,7 +4,9 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <mutex>
 #include <new>
+#include <vector>
 
 namespace tessaro::detail {
 
@@ -27,7 +29,25 @@ constexpr std::size_t kMinChunk = std::size_t(64) << 10;
 // the system.
 constexpr std::size_t kMappedChunk = std::size_t(2) << 20;
 
+// Freed mapped chunks are kept, up to a bound, for the next large read:
+// fresh pages must be cleared by the system, which costs a large read as much
+// as a third of its time. Pool::trimCache() gives them back.
+constexpr std::size_t kCachedChunks = 64;
+std::mutex cacheMutex;
+std::vector<void*>& cachedChunks() {
+  static std::vector<void*>* chunks = new std::vector<void*>;  // never destroyed: chunks may die at exit
+  return *chunks;
+}
+
 void* mapChunk() {
+  {
+    std::lock_guard<std::mutex> lock(cacheMutex);
+    if (!cachedChunks().empty()) {
+      void* chunk = cachedChunks().back();
+      cachedChunks().pop_back();
+      return chunk;
+    }
+  }
   std::size_t span = 2 * kMappedChunk;
   void* mapped = ::mmap(nullptr, span, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
   if (mapped == MAP_FAILED) return nullptr;
@@ -45,8 +65,18 @@ void* mapChunk() {
 void freeChunk(Pool::Chunk* chunk) noexcept {
   std::size_t mapped = chunk->mappedBytes;
   chunk->~Chunk();
-  if (mapped) ::munmap(chunk, mapped);
-  else std::free(chunk);
+  if (!mapped) {
+    std::free(chunk);
+    return;
+  }
+  {
+    std::lock_guard<std::mutex> lock(cacheMutex);
+    if (cachedChunks().size() < kCachedChunks) {
+      cachedChunks().push_back(chunk);
+      return;
+    }
+  }
+  ::munmap(chunk, mapped);
 }
 }  // namespace
 
@@ -79,6 +109,15 @@ void Pool::retire() noexcept {
   if (chunk_->live.fetch_sub(Chunk::kBias - carved_, std::memory_order_acq_rel) == Chunk::kBias - carved_)
     freeChunk(chunk_);
   chunk_ = nullptr;
+}
+
+void Pool::trimCache() noexcept {
+  std::vector<void*> chunks;
+  {
+    std::lock_guard<std::mutex> lock(cacheMutex);
+    chunks.swap(cachedChunks());
+  }
+  for (void* chunk : chunks) ::munmap(chunk, kMappedChunk);
 }
 
 void Pool::release(void* chunk) noexcept {

@@ -5,7 +5,8 @@
 //
 // A chunk is given back when the pool has moved on from it and the last of
 // its bodies has been freed; values from a pool live and are shared like any
-// others, on any thread.
+// others, on any thread. Some freed chunks are kept for the next large read
+// until trimCache().
 #pragma once
 
 #include <atomic>
@@ -27,6 +28,8 @@ class Pool {
   void* allocate(std::size_t bytes, std::uint32_t& offset);
   // Gives back a pooled block, given the start of its chunk.
   static void release(void* chunk) noexcept;
+  // Gives the chunks kept for later reads back to the system.
+  static void trimCache() noexcept;
 
   struct Chunk;
 

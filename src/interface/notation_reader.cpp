@@ -937,7 +937,10 @@ Value readNotation(std::string_view json, ReadOptions options) { return threadRe
 
 std::vector<Value> readArgumentList(std::string_view jsonList) { return threadReader().readList(jsonList); }
 
-void releaseReaderMemory() { threadReaderSlot() = std::make_unique<Reader>(); }
+void releaseReaderMemory() {
+  threadReaderSlot() = std::make_unique<Reader>();
+  detail::Pool::trimCache();
+}
 
 namespace notation {
 
