@@ -92,10 +92,72 @@ bool appendPlainAscii(std::u16string_view s, std::string& out) {
   return true;
 }
 
+// Writes the UTF-8 (or the escape) of the code unit at s[i] to `p`; a
+// surrogate pair takes the unit after it too. Returns where writing ended.
+inline char* writeUnit(std::u16string_view s, std::size_t& i, char* p) noexcept {
+  char16_t c = s[i];
+  if (isPlainAscii(c)) {
+    *p++ = char(c);
+  } else if (c < 0x80) {
+    p = writeAsciiEscape(c, p);
+  } else if (c < 0x800) {
+    *p++ = char(0xC0 | (c >> 6));
+    *p++ = char(0x80 | (c & 0x3F));
+  } else if (U16_IS_LEAD(c) && i + 1 < s.size() && U16_IS_TRAIL(s[i + 1])) {
+    UChar32 cp = U16_GET_SUPPLEMENTARY(c, s[i + 1]);
+    ++i;
+    *p++ = char(0xF0 | (cp >> 18));
+    *p++ = char(0x80 | ((cp >> 12) & 0x3F));
+    *p++ = char(0x80 | ((cp >> 6) & 0x3F));
+    *p++ = char(0x80 | (cp & 0x3F));
+  } else if (U16_IS_SURROGATE(c)) {
+    *p++ = '\\';
+    *p++ = 'u';
+    for (int shift = 12; shift >= 0; shift -= 4) *p++ = kHex[(c >> shift) & 0xF];
+  } else {
+    *p++ = char(0xE0 | (c >> 12));
+    *p++ = char(0x80 | ((c >> 6) & 0x3F));
+    *p++ = char(0x80 | (c & 0x3F));
+  }
+  return p;
+}
+
+// A short string (most cells of a table) is written on the stack and
+// appended in one piece: no zero-filled resize, no second pass to measure.
+constexpr std::size_t kShortUnits = 32;
+
+void appendShortJsonUtf16(std::u16string_view s, std::string& out) {
+  char buffer[kShortUnits * 6 + 2];
+  char* p = buffer;
+  *p++ = '"';
+  std::size_t i = 0, n = s.size();
+#if defined(__SSE2__)
+  // Eight units at a time while they are plain ASCII.
+  const __m128i high = _mm_set1_epi16(std::int16_t(0xFF80)), zero = _mm_setzero_si128();
+  for (; i + 8 <= n; i += 8) {
+    __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s.data() + i));
+    __m128i bad = _mm_or_si128(_mm_cmpeq_epi16(_mm_cmpeq_epi16(_mm_and_si128(units, high), zero), zero),
+                               _mm_cmplt_epi16(units, _mm_set1_epi16(0x20)));
+    bad = _mm_or_si128(bad, _mm_or_si128(_mm_cmpeq_epi16(units, _mm_set1_epi16('"')),
+                                         _mm_cmpeq_epi16(units, _mm_set1_epi16('\\'))));
+    if (_mm_movemask_epi8(bad) != 0) break;
+    _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_packus_epi16(units, units));
+    p += 8;
+  }
+#endif
+  for (; i < n; ++i) p = writeUnit(s, i, p);
+  *p++ = '"';
+  out.append(buffer, std::size_t(p - buffer));
+}
+
 // A JSON string of UTF-16 text. Lone surrogates, which UTF-8 cannot carry,
-// print as \udxxx escapes. Text that needs more than copying is measured
-// first so that it is written in one go.
+// print as \udxxx escapes. Longer text that needs more than copying is
+// measured first so that it is written in one go.
 void appendJsonUtf16(std::u16string_view s, std::string& out) {
+  if (s.size() <= kShortUnits) {
+    appendShortJsonUtf16(s, out);
+    return;
+  }
   if (appendPlainAscii(s, out)) return;
   std::size_t length = 2;
   for (std::size_t i = 0; i < s.size(); ++i) {
@@ -110,32 +172,7 @@ void appendJsonUtf16(std::u16string_view s, std::string& out) {
   out.resize(start + length);
   char* p = out.data() + start;
   *p++ = '"';
-  for (std::size_t i = 0; i < s.size(); ++i) {
-    char16_t c = s[i];
-    if (isPlainAscii(c)) {
-      *p++ = char(c);
-    } else if (c < 0x80) {
-      p = writeAsciiEscape(c, p);
-    } else if (c < 0x800) {
-      *p++ = char(0xC0 | (c >> 6));
-      *p++ = char(0x80 | (c & 0x3F));
-    } else if (U16_IS_LEAD(c) && i + 1 < s.size() && U16_IS_TRAIL(s[i + 1])) {
-      UChar32 cp = U16_GET_SUPPLEMENTARY(c, s[i + 1]);
-      ++i;
-      *p++ = char(0xF0 | (cp >> 18));
-      *p++ = char(0x80 | ((cp >> 12) & 0x3F));
-      *p++ = char(0x80 | ((cp >> 6) & 0x3F));
-      *p++ = char(0x80 | (cp & 0x3F));
-    } else if (U16_IS_SURROGATE(c)) {
-      *p++ = '\\';
-      *p++ = 'u';
-      for (int shift = 12; shift >= 0; shift -= 4) *p++ = kHex[(c >> shift) & 0xF];
-    } else {
-      *p++ = char(0xE0 | (c >> 12));
-      *p++ = char(0x80 | ((c >> 6) & 0x3F));
-      *p++ = char(0x80 | (c & 0x3F));
-    }
-  }
+  for (std::size_t i = 0; i < s.size(); ++i) p = writeUnit(s, i, p);
   *p = '"';
 }
 
