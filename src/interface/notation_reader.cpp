@@ -405,7 +405,7 @@ class JsonChecker {
         for (auto member : object) {
           od::field& field = inPlace(member);
           unescapeString(reinterpret_cast<const std::uint8_t*>(field.key().raw()), end_, text_);
-          od::value value = field.value();
+          od::value& value = field.value();
           consume(value, depth + 1);
         }
         return;
@@ -529,7 +529,7 @@ class Reader {
       od::field& field = inPlace(member);
       unescapeString(reinterpret_cast<const std::uint8_t*>(field.key().raw()), end_, text_);
       std::u16string_view key = text_.view();
-      od::value value = field.value();
+      od::value& value = field.value();
       if (key == u"id") {
         jsonValueText(value, idText_);  // only a well-formed id is kept
         out.idJson = idText_;
@@ -564,7 +564,7 @@ class Reader {
       for (auto member : object) {
         od::field& field = inPlace(member);
         unescapeString(reinterpret_cast<const std::uint8_t*>(field.key().raw()), end_, text_);
-        od::value value = field.value();
+        od::value& value = field.value();
         if (text_.view() == u"id") {
           id = jsonValueText(value);
           return id;
