@@ -1,13 +1,17 @@
 // Feeds arbitrary bytes to the notation reader. Reading may refuse the text,
 // but must never crash; whatever it accepts must print to a text that reads
-// back and prints identically. Argument lists are read too.
+// back and prints identically. Argument lists and server request lines are
+// read too (requests only read, never run): an id that comes out of one is
+// one line of well-formed JSON.
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 #include <string_view>
 
+#include "interface/request_reader.hpp"
 #include "tessaro/notation.hpp"
+#include "tessaro/server.hpp"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const tessaro::ReadOptions options{.allowNothing = true};
@@ -16,6 +20,16 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   try {
     for (const tessaro::Value& item : tessaro::readArgumentList(text)) (void)tessaro::printNotation(item);
   } catch (const tessaro::NotationError&) {
+  }
+  std::optional<std::string> id;
+  try {
+    (void)tessaro::readRequest(text, id);
+  } catch (const tessaro::NotationError&) {
+  }
+  std::string checked;
+  if (id && (id->find_first_of("\r\n") != std::string::npos || !tessaro::notation::isJsonValue(*id, checked))) {
+    std::fprintf(stderr, "an id that is not one line of JSON: %s\n", id->c_str());
+    std::abort();
   }
   tessaro::Value value;
   try {
