@@ -32,7 +32,7 @@ constexpr std::size_t kMappedChunk = std::size_t(2) << 20;
 // Freed mapped chunks are kept, up to a bound, for the next large read:
 // fresh pages must be cleared by the system, which costs a large read as much
 // as a third of its time. Pool::trimCache() gives them back.
-constexpr std::size_t kCachedChunks = 64;
+constexpr std::size_t kCachedChunks = 512;
 std::mutex cacheMutex;
 std::vector<void*>& cachedChunks() {
   static std::vector<void*>* chunks = new std::vector<void*>;  // never destroyed: chunks may die at exit

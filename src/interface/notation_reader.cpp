@@ -510,6 +510,28 @@ class Reader {
     return result;
   }
 
+  enum class RequestKey { id, call, args, errorOut, other };
+
+  // Which key of a request `raw` spells: written plainly, it is told by its
+  // bytes; otherwise it is unescaped first. An unknown key is left in text_.
+  RequestKey requestKey(od::raw_json_string raw) {
+    const char* k = reinterpret_cast<const char*>(raw.raw());
+    auto is = [k](std::string_view name) {
+      return std::memcmp(k, name.data(), name.size()) == 0 && k[name.size()] == '"';
+    };
+    if (is("id")) return RequestKey::id;
+    if (is("call")) return RequestKey::call;
+    if (is("args")) return RequestKey::args;
+    if (is("errorOut")) return RequestKey::errorOut;
+    unescapeString(reinterpret_cast<const std::uint8_t*>(k), end_, text_);
+    std::u16string_view key = text_.view();
+    if (key == u"id") return RequestKey::id;
+    if (key == u"call") return RequestKey::call;
+    if (key == u"args") return RequestKey::args;
+    if (key == u"errorOut") return RequestKey::errorOut;
+    return RequestKey::other;
+  }
+
   // A server request in one pass over text that already has its padding.
   void readRequest(const char* data, std::size_t length, std::size_t capacity, notation::RequestParts& out) {
     PoolScope pool(*this, length);
@@ -527,25 +549,24 @@ class Reader {
     bool hasCall = false;
     for (auto member : object) {
       od::field& field = inPlace(member);
-      unescapeString(reinterpret_cast<const std::uint8_t*>(field.key().raw()), end_, text_);
-      std::u16string_view key = text_.view();
+      RequestKey which = requestKey(field.key());
       od::value& value = field.value();
-      if (key == u"id") {
+      if (which == RequestKey::id) {
         jsonValueText(value, idText_);  // only a well-formed id is kept
         out.idJson = idText_;
-      } else if (key == u"call") {
+      } else if (which == RequestKey::call) {
         od::raw_json_string raw;
         if (value.get_raw_json_string().get(raw)) malformed("\"call\" must be a string");
         utf8At(raw, out.call);
         hasCall = true;
-      } else if (key == u"args") {
+      } else if (which == RequestKey::args) {
         od::array array;
         if (value.get_array().get(array)) malformed("\"args\" must be a list");
         items_.takeInto(pushItems(array, 0), out.args);
-      } else if (key == u"errorOut") {
+      } else if (which == RequestKey::errorOut) {
         if (value.get_bool().get(out.errorOut)) malformed("\"errorOut\" must be true or false");
       } else {
-        if (!unknown) unknown = Value::string(key);  // its value is skipped
+        if (!unknown) unknown = Value::string(text_.view());  // its value is skipped
       }
     }
     if (doc.current_location().error() != simdjson::OUT_OF_BOUNDS) malformed("trailing characters after the request");

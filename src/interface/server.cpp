@@ -112,39 +112,37 @@ bool writeAll(int fd, std::string_view text) {
 }  // namespace
 
 void appendEnvelope(const Outcome& outcome, std::optional<std::string_view> idJson, std::string& out) {
-  std::size_t start = out.size();
-  out += '{';
-  auto key = [&](std::string_view name) {
-    if (out.size() > start + 1) out += ", ";
-    out += '"';
-    out += name;
-    out += "\": ";
+  // Each key is written with the separator before it in one piece.
+  bool first = true;
+  auto key = [&](std::string_view withComma) {
+    out.append(first ? withComma.substr(2) : withComma);
+    first = false;
   };
+  out += '{';
   if (idJson) {
-    key("id");
+    key(", \"id\": ");
     out += *idJson;
   }
   if (!outcome.result.isNothing()) {
-    key("result");
+    key(", \"result\": ");
     printNotation(outcome.result, out);
   }
   if (outcome.error) {
-    key("error");
-    out += "{\"domain\": ";
+    key(", \"error\": {\"domain\": ");
     printJsonString(outcome.error->domain, out);
-    out += ", \"code\": " + std::to_string(outcome.error->code) + ", \"message\": ";
+    out += ", \"code\": ";
+    out += std::to_string(outcome.error->code);
+    out += ", \"message\": ";
     printJsonString(outcome.error->message, out);
     out += '}';
   }
   if (!outcome.outKeys.isNothing()) {
-    key("out");
-    out += "{\"outKeys\": ";
+    key(", \"out\": {\"outKeys\": ");
     printNotation(outcome.outKeys, out);
     out += '}';
   }
   if (outcome.failure) {
-    key("failure");
-    out += "{\"kind\": ";
+    key(", \"failure\": {\"kind\": ");
     printJsonString(failureKindName(outcome.failure->kind()), out);
     out += ", \"message\": ";
     printJsonString(outcome.failure->what(), out);
