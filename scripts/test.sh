@@ -17,7 +17,7 @@ cmake -S . -B "$build" -G Ninja \
 cmake --build "$build"
 (cd "$build" && ctest --output-on-failure -j2)
 
-release=${TESSARO_RELEASE_BUILD:-build/gcc-release}
+release=${TESSARO_GCC_BUILD:-build/gcc-release}
 cmake -S . -B "$release" -G Ninja -DCMAKE_BUILD_TYPE=Release -DCMAKE_CXX_COMPILER=g++ \
   -DTESSARO_BENCH=ON >/dev/null
 cmake --build "$release"
