@@ -133,5 +133,23 @@ if after - idle > 20 * 2**20:
 PY
 [ "$memory_checks" = 1 ] && check "resident size returns after a large request" 0 $?
 
+# Memory: a large @file argument is held about once as bytes and once as text.
+[ "$memory_checks" = 1 ] && python3 - "$tessaro" "$tmp/large.txt" <<'PY'
+import resource, subprocess, sys
+tessaro, path = sys.argv[1], sys.argv[2]
+with open(path, "w") as f:
+    f.write(("line of text with caf\u00e9 and \u6771\u4eac\n" * 1000000))
+size = len(open(path, "rb").read())
+for plain in ([], ["--plain"]):
+    before = resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss
+    out = subprocess.run([tessaro, "call"] + plain + ["ASifyFrom:", "@" + path], stdout=subprocess.PIPE).stdout
+    peak = resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss * 1024
+    if len(out) < size:
+        sys.exit("the answer is missing")
+    if peak > 4 * size + 16 * 2**20:
+        sys.exit("a %d MB @file peaked at %d MB" % (size >> 20, peak >> 20))
+PY
+[ "$memory_checks" = 1 ] && check "a large @file argument takes at most four times its size" 0 $?
+
 echo "$passed passed, $failed failed"
 [ "$failed" -eq 0 ]

@@ -83,10 +83,11 @@ int outputFailed() {
 bool printPlain(const tessaro::Outcome& outcome) {
   std::string text;
   if (outcome.result.isString())
-    text = outcome.result.toUtf8() + "\n";
+    text = outcome.result.toUtf8();
   else if (!outcome.result.isNothing())
-    text = tessaro::printNotation(outcome.result) + "\n";
-  if (!writeOut(text)) return false;
+    text = tessaro::printNotation(outcome.result);
+  // The newline goes out on its own: appending it could copy a large text.
+  if (!outcome.result.isNothing() && !(writeOut(text) && writeOut("\n"))) return false;
   if (outcome.error) std::cerr << "error " << outcome.error->code << ": " << outcome.error->message << "\n";
   if (outcome.failure)
     std::cerr << "failure (" << tessaro::failureKindName(outcome.failure->kind()) << "): " << outcome.failure->what()

@@ -45,11 +45,21 @@ void convertValidUtf8(std::string_view utf8, char16_t* out, std::size_t length) 
 void appendUtf8(std::u16string_view utf16, std::string& out) {
   if (utf16.empty()) return;
   std::size_t start = out.size();
-  out.resize(start + utf16.size() * 3);  // at most three bytes per code unit
   int32_t length = 0;
   UErrorCode status = U_ZERO_ERROR;
-  u_strToUTF8WithSub(out.data() + start, int32_t(utf16.size() * 3), &length, utf16.data(), int32_t(utf16.size()),
-                     0xFFFD, nullptr, &status);
+  // A short text gets room for the worst case (three bytes a unit); a long
+  // one is measured first, so that a large text is never held at three times
+  // its size.
+  std::size_t room = utf16.size() * 3;
+  if (utf16.size() > (std::size_t(1) << 16)) {
+    u_strToUTF8WithSub(nullptr, 0, &length, utf16.data(), int32_t(utf16.size()), 0xFFFD, nullptr, &status);
+    if (status != U_BUFFER_OVERFLOW_ERROR && U_FAILURE(status)) return;
+    room = std::size_t(length);
+    status = U_ZERO_ERROR;
+  }
+  out.resize(start + room);
+  u_strToUTF8WithSub(out.data() + start, int32_t(room), &length, utf16.data(), int32_t(utf16.size()), 0xFFFD, nullptr,
+                     &status);
   out.resize(start + (U_SUCCESS(status) ? std::size_t(length) : 0));
 }
 
