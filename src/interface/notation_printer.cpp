@@ -5,6 +5,7 @@
 // to a text that reads as the same value.
 #include <charconv>
 #include <cmath>
+#include <cstring>
 #include <ostream>
 #include <string_view>
 
@@ -394,44 +395,49 @@ void printReal(double d, std::string& out) {
     return;
   }
   // The shortest digits that read back, as "-d.ddde+XX" (two exponent
-  // digits at least).
-  char buffer[32];
-  auto result = std::to_chars(buffer, buffer + sizeof buffer, d, std::chars_format::scientific);
-  std::string_view text(buffer, std::size_t(result.ptr - buffer));
-  std::size_t e = text.find('e');
+  // digits at least), laid out again in a buffer and appended in one piece.
+  char text[32];
+  char* end = std::to_chars(text, text + sizeof text, d, std::chars_format::scientific).ptr;
+  char* e = static_cast<char*>(std::memchr(text, 'e', std::size_t(end - text)));
   int exponent = 0;
-  std::from_chars(text.data() + e + 2, text.data() + text.size(), exponent);
-  if (text[e + 1] == '-') exponent = -exponent;
+  for (const char* p = e + 2; p < end; ++p) exponent = exponent * 10 + (*p - '0');
+  if (e[1] == '-') exponent = -exponent;
   if (exponent < -4 || exponent >= 16) {
-    out += text;
+    out.append(text, end);
     return;
   }
   // Fixed notation, with at least one digit after the point.
-  std::string_view mantissa = text.substr(0, e);
-  if (mantissa.front() == '-') {
-    out += '-';
-    mantissa.remove_prefix(1);
-  }
+  char buffer[48];
+  char* p = buffer;
+  const char* m = text;
+  if (*m == '-') *p++ = *m++;
   char digits[20];
   std::size_t n = 0;
-  for (char c : mantissa)
-    if (c != '.') digits[n++] = c;
+  for (; m < e; ++m)
+    if (*m != '.') digits[n++] = *m;
   if (exponent < 0) {
-    out += "0."sv;
-    out.append(std::size_t(-exponent - 1), '0');
-    out.append(digits, n);
-    return;
+    *p++ = '0';
+    *p++ = '.';
+    for (int zeros = -exponent - 1; zeros > 0; --zeros) *p++ = '0';
+    std::memcpy(p, digits, n);
+    p += n;
+  } else {
+    std::size_t whole = std::size_t(exponent) + 1;
+    if (n <= whole) {
+      std::memcpy(p, digits, n);
+      p += n;
+      for (std::size_t zeros = whole - n; zeros > 0; --zeros) *p++ = '0';
+      *p++ = '.';
+      *p++ = '0';
+    } else {
+      std::memcpy(p, digits, whole);
+      p += whole;
+      *p++ = '.';
+      std::memcpy(p, digits + whole, n - whole);
+      p += n - whole;
+    }
   }
-  std::size_t whole = std::size_t(exponent) + 1;
-  if (n <= whole) {
-    out.append(digits, n);
-    out.append(whole - n, '0');
-    out += ".0"sv;
-    return;
-  }
-  out.append(digits, whole);
-  out += '.';
-  out.append(digits + whole, n - whole);
+  out.append(buffer, p);
 }
 
 void printNotation(const Value& v, std::string& out) {
