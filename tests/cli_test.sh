@@ -91,6 +91,28 @@ check "next line still served" '{"id": 5000, "result": "0.1.0"}' "$(sed -n 5002p
 check "id echoed unchanged" '{"id": [1, {"a": null}]}' "$(sed -n 10002p "$tmp/answers")"
 check "unknown selector answer" '{"usage": "unknown selector noSuch:"}' "$(sed -n 10003p "$tmp/answers")"
 
+# Reals print as the shortest digits that read back (the rule of Python's repr).
+python3 - "$tessaro" <<'PY'
+import json, math, random, struct, subprocess, sys
+random.seed(3)
+values = []
+while len(values) < 20000:
+    k = random.random()
+    if k < 0.3:
+        d = struct.unpack("<d", struct.pack("<Q", random.getrandbits(64)))[0]
+    elif k < 0.7:
+        d = round(random.uniform(-1e4, 1e4), random.randint(0, 9))
+    else:
+        d = random.randint(-10**16, 10**16) / 10**random.randint(0, 20)
+    if not (math.isnan(d) or math.isinf(d)):
+        values.append(d)
+request = '{"call": "CocoaifyFrom:", "args": [[%s]]}\n' % ", ".join(repr(d) for d in values)
+answer = subprocess.run([sys.argv[1], "serve"], input=request.encode(), stdout=subprocess.PIPE).stdout.decode()
+expected = '{"result": [%s]}\n' % ", ".join(repr(d) for d in values)
+sys.exit(0 if answer == expected else "reals print differently from their shortest form")
+PY
+check "reals print in their shortest form" 0 $?
+
 # serve: each answer is out before the next request is sent.
 python3 - "$tessaro" <<'PY'
 import subprocess, sys, select

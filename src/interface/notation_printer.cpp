@@ -5,6 +5,7 @@
 // to a text that reads as the same value.
 #include <charconv>
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <ostream>
 #include <string_view>
@@ -127,24 +128,46 @@ inline char* writeUnit(std::u16string_view s, std::size_t& i, char* p) noexcept 
 // appended in one piece: no zero-filled resize, no second pass to measure.
 constexpr std::size_t kShortUnits = 32;
 
-void appendShortJsonUtf16(std::u16string_view s, std::string& out) {
+#if defined(__SSE2__)
+// A bit pair for each of eight units that is not plain ASCII.
+inline unsigned notPlain8(__m128i units) noexcept {
+  const __m128i high = _mm_set1_epi16(std::int16_t(0xFF80)), zero = _mm_setzero_si128();
+  // Plain: below 0x80, not below 0x20 (a signed comparison that also
+  // catches 0x8000 and up), neither a quote nor a backslash.
+  __m128i bad = _mm_or_si128(_mm_cmpeq_epi16(_mm_cmpeq_epi16(_mm_and_si128(units, high), zero), zero),
+                             _mm_cmplt_epi16(units, _mm_set1_epi16(0x20)));
+  bad = _mm_or_si128(bad, _mm_or_si128(_mm_cmpeq_epi16(units, _mm_set1_epi16('"')),
+                                       _mm_cmpeq_epi16(units, _mm_set1_epi16('\\'))));
+  return unsigned(_mm_movemask_epi8(bad));
+}
+#endif
+
+// `readable8`: eight units can be read from s.data() whatever s.size() is
+// (a string kept inside its value), so that a string of fewer units is
+// checked and packed in one step too.
+void appendShortJsonUtf16(std::u16string_view s, std::string& out, bool readable8) {
   char buffer[kShortUnits * 6 + 2];
   char* p = buffer;
   *p++ = '"';
   std::size_t i = 0, n = s.size();
 #if defined(__SSE2__)
+  if (n < 8 && readable8) {
+    __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s.data()));
+    if ((notPlain8(units) & ((1u << (2 * n)) - 1)) == 0) {
+      _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_packus_epi16(units, units));
+      p += n;
+      i = n;
+    }
+  }
   // Eight units at a time while they are plain ASCII.
-  const __m128i high = _mm_set1_epi16(std::int16_t(0xFF80)), zero = _mm_setzero_si128();
   for (; i + 8 <= n; i += 8) {
     __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(s.data() + i));
-    __m128i bad = _mm_or_si128(_mm_cmpeq_epi16(_mm_cmpeq_epi16(_mm_and_si128(units, high), zero), zero),
-                               _mm_cmplt_epi16(units, _mm_set1_epi16(0x20)));
-    bad = _mm_or_si128(bad, _mm_or_si128(_mm_cmpeq_epi16(units, _mm_set1_epi16('"')),
-                                         _mm_cmpeq_epi16(units, _mm_set1_epi16('\\'))));
-    if (_mm_movemask_epi8(bad) != 0) break;
+    if (notPlain8(units) != 0) break;
     _mm_storel_epi64(reinterpret_cast<__m128i*>(p), _mm_packus_epi16(units, units));
     p += 8;
   }
+#else
+  (void)readable8;
 #endif
   for (; i < n; ++i) p = writeUnit(s, i, p);
   *p++ = '"';
@@ -154,9 +177,9 @@ void appendShortJsonUtf16(std::u16string_view s, std::string& out) {
 // A JSON string of UTF-16 text. Lone surrogates, which UTF-8 cannot carry,
 // print as \udxxx escapes. Longer text that needs more than copying is
 // measured first so that it is written in one go.
-void appendJsonUtf16(std::u16string_view s, std::string& out) {
+void appendJsonUtf16(std::u16string_view s, std::string& out, bool readable8 = false) {
   if (s.size() <= kShortUnits) {
-    appendShortJsonUtf16(s, out);
+    appendShortJsonUtf16(s, out, readable8);
     return;
   }
   if (appendPlainAscii(s, out)) return;
@@ -175,6 +198,13 @@ void appendJsonUtf16(std::u16string_view s, std::string& out) {
   *p++ = '"';
   for (std::size_t i = 0; i < s.size(); ++i) p = writeUnit(s, i, p);
   *p = '"';
+}
+
+// A string value: one short enough to be kept inside the value always has
+// eight units' room to read.
+void appendJsonString(const Value& v, std::string& out) {
+  std::u16string_view s = v.asString();
+  appendJsonUtf16(s, out, s.size() <= Value::kInlineChars);
 }
 
 bool isValidUtf8(std::string_view s) noexcept {
@@ -350,7 +380,7 @@ void appendRecord(const Record& record, std::string& out) {
   for (const auto& [key, value] : record.entries()) {
     if (!first) out += ", "sv;
     first = false;
-    appendJsonUtf16(key.asString(), out);
+    appendJsonString(key, out);
     out += ": "sv;
     printNotation(value, out);
   }
@@ -385,6 +415,56 @@ void printJsonString(std::string_view s, std::string& out) {
   out += '"';
 }
 
+namespace {
+
+// Most reals in data have a few decimals (12.75, 0.1, 99.99). When d is the
+// double nearest to m / 10^k for a whole m of at most 15 digits, those digits
+// read back to d, and no shorter digits do (every decimal of at most 15
+// significant digits reads back to itself through a double), so they are
+// the shortest digits: d prints from m directly, in fixed notation, without
+// the general search for the shortest digits.
+bool appendShortDecimal(double d, std::string& out) {
+  static constexpr double kPowers[] = {1e0, 1e1, 1e2, 1e3, 1e4, 1e5, 1e6, 1e7, 1e8};
+  double magnitude = std::fabs(d);
+  if (!(magnitude >= 1e-4 && magnitude < 1e15)) return false;
+  for (int k = 0; k <= 8; ++k) {
+    double scaled = magnitude * kPowers[k];
+    if (scaled >= 1e15) return false;
+    double m = std::nearbyint(scaled);
+    if (m / kPowers[k] != magnitude) continue;
+    // The digits of m, with the point k places from the right.
+    char digits[24];
+    char* end = std::to_chars(digits, digits + sizeof digits, std::uint64_t(m)).ptr;
+    std::size_t n = std::size_t(end - digits);
+    char buffer[48];
+    char* p = buffer;
+    if (std::signbit(d)) *p++ = '-';
+    if (n <= std::size_t(k)) {
+      *p++ = '0';
+      *p++ = '.';
+      for (std::size_t zeros = std::size_t(k) - n; zeros > 0; --zeros) *p++ = '0';
+      std::memcpy(p, digits, n);
+      p += n;
+    } else {
+      std::size_t whole = n - std::size_t(k);
+      std::memcpy(p, digits, whole);
+      p += whole;
+      *p++ = '.';
+      if (k == 0) {
+        *p++ = '0';
+      } else {
+        std::memcpy(p, digits + whole, std::size_t(k));
+        p += k;
+      }
+    }
+    out.append(buffer, p);
+    return true;
+  }
+  return false;
+}
+
+}  // namespace
+
 void printReal(double d, std::string& out) {
   if (std::isnan(d)) {
     out += "nan"sv;
@@ -394,6 +474,7 @@ void printReal(double d, std::string& out) {
     out += d < 0 ? "-inf"sv : "inf"sv;
     return;
   }
+  if (appendShortDecimal(d, out)) return;
   // The shortest digits that read back, as "-d.ddde+XX" (two exponent
   // digits at least), laid out again in a buffer and appended in one piece.
   char text[32];
@@ -458,7 +539,7 @@ void printNotation(const Value& v, std::string& out) {
       appendNumber(v.asReal(), out);
       return;
     case ValueKind::string:
-      appendJsonUtf16(v.asString(), out);
+      appendJsonString(v, out);
       return;
     case ValueKind::date:
       out += "{\"$date\": "sv;
