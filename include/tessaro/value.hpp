@@ -258,6 +258,9 @@ class Record {
   void set(std::u16string_view key, Value value) { set(Value::string(key), std::move(value)); }
   // Adds an entry whose key the caller knows to be new, without looking.
   void appendNew(Value key, Value value);
+  // Adds entries whose keys the caller knows to be new and distinct, taking
+  // them over bit for bit; their places are left holding no values.
+  void appendAdopting(std::span<Entry> entries);
   const Value* find(std::u16string_view key) const noexcept;
   std::span<const Entry> entries() const noexcept { return {data_, size_}; }
   std::size_t size() const noexcept { return size_; }

@@ -786,6 +786,16 @@ void Record::appendNew(Value key, Value value) {
     indexEntry(size_ - 1);
 }
 
+void Record::appendAdopting(std::span<Entry> entries) {
+  if (entries.empty()) return;
+  if (size_ + entries.size() > capacity_) moveTo(std::max<std::size_t>(size_ + entries.size(), std::size_t(capacity_) * 2));
+  std::memcpy(static_cast<void*>(data_ + size_), static_cast<const void*>(entries.data()), entries.size() * sizeof(Entry));
+  // All-zero bytes are two values of no kind, which own nothing.
+  std::memset(static_cast<void*>(entries.data()), 0, entries.size() * sizeof(Entry));
+  size_ += std::uint32_t(entries.size());
+  if (size_ >= kIndexFrom) rebuildIndex();
+}
+
 void Record::rebuildIndex() {
   std::size_t capacity = 32;
   while (capacity < std::size_t(size_) * 4) capacity *= 2;

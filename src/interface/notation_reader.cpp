@@ -539,6 +539,7 @@ class Reader {
     nothingDepth_ = 1;
     items_.truncate(0);
     fields_.clear();
+    prints_.clear();
     end_ = reinterpret_cast<const std::uint8_t*>(data) + length;
     od::document doc;
     check(parser_.iterate(data, length, capacity).get(doc));
@@ -619,6 +620,7 @@ class Reader {
   void begin(std::string_view json, od::document& doc) {
     items_.truncate(0);
     fields_.clear();
+    prints_.clear();
     // The parser needs padding after the text; the padding must not hold
     // leftovers of an earlier text (a stray ']' there can mislead it).
     std::size_t needed = json.size() + simdjson::SIMDJSON_PADDING;
@@ -757,6 +759,15 @@ class Reader {
   Value readScalar(od::value& v, od::json_type type) {
     switch (type) {
       case od::json_type::number: {
+        // One parse tells an integer from a real (a '.' or an exponent) and
+        // reads it; anything simdjson does not read at once (integers
+        // beyond 64 bits, reals beyond a double) is looked at closely.
+        od::number number;
+        if (v.get_number().get(number) == simdjson::SUCCESS) [[likely]] {
+          if (number.get_number_type() == od::number_type::signed_integer) return Value::integer(number.get_int64());
+          if (number.get_number_type() == od::number_type::floating_point_number)
+            return Value::real(number.get_double());
+        }
         std::string_view token = v.raw_json_token();
         return isRealToken(token) ? realFrom(v.get_double(), token) : integerFrom(v.get_int64(), token);
       }
@@ -813,18 +824,39 @@ class Reader {
     return base;
   }
 
+  // A fingerprint of a key just unescaped into text_ (which always has
+  // room for eight units beyond its start): equal keys have equal ones.
+  std::uint64_t keyFingerprint(std::u16string_view key) const noexcept {
+    std::uint64_t words[2];
+    std::memcpy(words, key.data(), sizeof words);
+    if (key.size() < 8) {
+      // Only the key's own units count, not what the buffer holds after it.
+      std::size_t bytes = key.size() * 2;
+      if (bytes < 8) words[0] &= (std::uint64_t(1) << (8 * bytes)) - 1, words[1] = 0;
+      else if (bytes > 8) words[1] &= (std::uint64_t(1) << (8 * (bytes - 8))) - 1;
+      else words[1] = 0;
+    }
+    std::uint64_t h = (words[0] * 0x9E3779B97F4A7C15ULL) ^ (words[1] * 0xC2B2AE3D27D4EB4FULL) ^ key.size();
+    for (std::size_t i = 8; i < key.size(); ++i) h = (h ^ key[i]) * 0x100000001b3ULL;
+    return h | 1;  // never 0, the empty slot
+  }
+
   Value readObject(od::object& object, int depth, bool interpretTags) {
     std::size_t base = fields_.size();
     for (auto member : object) {
       od::field& field = inPlace(member);
       Value key = stringAt(field.key());
-      bool raw = key.asString() == kRecordTag;
+      std::u16string_view keyText = text_.view();
+      if (keyText.data() == nullptr) keyText = key.asString();  // a very long key took the buffer over
+      std::uint64_t print = keyFingerprint(keyText);  // pushed with its field, after the value
+      bool raw = keyText == kRecordTag;
       od::value& v = field.value();
       od::json_type type{};
       check(v.type().get(type));
       if (type == od::json_type::object || type == od::json_type::array) {
         Value value = readContainer(v, type, depth + 1, !raw);
         fields_.emplace_back(std::move(key), std::move(value));
+        prints_.push_back(print);
       } else {
         // A scalar is made where it stays (reading back a value just
         // written in parts stalls the processor); making it never touches
@@ -833,47 +865,80 @@ class Reader {
         Value& slot = fields_.back().second;
         slot.~Value();
         ::new (static_cast<void*>(&slot)) Value(readScalar(v, type));
+        prints_.push_back(print);
       }
     }
     std::size_t n = fields_.size() - base;
-    // The keys' texts, looked up once (the fields no longer move).
+    // The keys' texts, looked up when they are needed (the fields no
+    // longer move).
     std::vector<std::u16string_view>& keys = keys_;
-    keys.resize(n);
-    for (std::size_t i = 0; i < n; ++i) keys[i] = fields_[base + i].first.asString();
-    auto keyAt = [&](std::size_t i) { return keys[i]; };
+    bool keysKnown = false;
+    auto knowKeys = [&] {
+      if (keysKnown) return;
+      keys.resize(n);
+      for (std::size_t i = 0; i < n; ++i) keys[i] = fields_[base + i].first.asString();
+      keysKnown = true;
+    };
+    auto keyAt = [&](std::size_t i) {
+      knowKeys();
+      return keys[i];
+    };
+
+    // Most objects repeat no key: their keys' fingerprints all differ,
+    // which a small table shows. Equal fingerprints send the object to the
+    // full comparison of keys below.
+    bool maybeRepeated = n > 16;
+    if (!maybeRepeated && n > 1) {
+      std::uint64_t table[32] = {};
+      for (std::size_t i = 0; i < n && !maybeRepeated; ++i) {
+        std::uint64_t print = prints_[base + i];
+        std::size_t slot = (print >> 40) & 31;
+        while (table[slot] != 0 && table[slot] != print) slot = (slot + 1) & 31;
+        maybeRepeated = table[slot] == print;
+        table[slot] = print;
+      }
+    }
 
     // A repeated key keeps its first place and takes its last value:
     // last[i] is the index of that value for the first occurrence i of a key,
     // kNone for later occurrences.
     std::vector<std::size_t>& last = last_;
-    last.assign(n, kNone);
-    std::size_t unique = 0;
-    if (n <= 16) {
-      for (std::size_t i = 0; i < n; ++i) {
-        std::size_t first = i;
-        for (std::size_t j = 0; j < i; ++j) {
-          if (keys[j].size() == keys[i].size() && last[j] != kNone && keys[j] == keys[i]) {
-            first = j;
-            break;
+    std::size_t unique = n;
+    if (maybeRepeated) {
+      knowKeys();
+      last.assign(n, kNone);
+      unique = 0;
+      if (n <= 16) {
+        for (std::size_t i = 0; i < n; ++i) {
+          std::size_t first = i;
+          for (std::size_t j = 0; j < i; ++j) {
+            if (keys[j].size() == keys[i].size() && last[j] != kNone && keys[j] == keys[i]) {
+              first = j;
+              break;
+            }
           }
+          last[first] = i;
+          unique += first == i;
         }
-        last[first] = i;
-        unique += first == i;
+      } else {
+        std::unordered_map<std::u16string_view, std::size_t> firstOf;
+        firstOf.reserve(n);
+        for (std::size_t i = 0; i < n; ++i) {
+          auto [it, inserted] = firstOf.try_emplace(keyAt(i), i);
+          last[it->second] = i;
+          unique += inserted;
+        }
       }
     } else {
-      std::unordered_map<std::u16string_view, std::size_t> firstOf;
-      firstOf.reserve(n);
-      for (std::size_t i = 0; i < n; ++i) {
-        auto [it, inserted] = firstOf.try_emplace(keyAt(i), i);
-        last[it->second] = i;
-        unique += inserted;
-      }
+      last.resize(n);
+      for (std::size_t i = 0; i < n; ++i) last[i] = i;
     }
 
     if (interpretTags && unique == 1) {
       if (auto tag = notation::tagNamed(keyAt(0))) {
         Value payload = std::move(fields_[base + last[0]].second);
         fields_.erase(fields_.begin() + std::ptrdiff_t(base), fields_.end());
+        prints_.resize(base);
         if (*tag == Tag::record) {
           if (!payload.isRecord()) malformed("$record needs an object");
           return escaped(payload);
@@ -884,6 +949,17 @@ class Reader {
 
     Record record = pool_ ? Record(*pool_, unique) : Record();
     record.reserve(unique);
+    bool plain = !maybeRepeated;
+    for (std::size_t i = 0; plain && i < n; ++i)
+      plain = !(interpretTags && fields_[base + i].second.isRecord() && keyAt(i) == kRecordTag);
+    if (plain) {
+      // No repeated key and nothing to resolve: the fields become the
+      // record's entries as they stand, taken over bit for bit.
+      record.appendAdopting(std::span<Record::Entry>(fields_.data() + base, n));
+      fields_.erase(fields_.begin() + std::ptrdiff_t(base), fields_.end());
+      prints_.resize(base);
+      return pool_ ? Value::record(std::move(record), *pool_) : Value::record(std::move(record));
+    }
     for (std::size_t i = 0; i < n; ++i) {
       if (last[i] == kNone) continue;
       Value& value = fields_[base + last[i]].second;
@@ -893,6 +969,7 @@ class Reader {
       record.appendNew(std::move(fields_[base + i].first), std::move(value));
     }
     fields_.erase(fields_.begin() + std::ptrdiff_t(base), fields_.end());
+    prints_.resize(base);
     return pool_ ? Value::record(std::move(record), *pool_) : Value::record(std::move(record));
   }
 
@@ -939,6 +1016,7 @@ class Reader {
   std::vector<Record::Entry> fields_;
   std::vector<std::size_t> last_;
   std::vector<std::u16string_view> keys_;
+  std::vector<std::uint64_t> prints_;  // the fingerprints of the keys of fields_
 };
 
 // One reader per thread keeps the parser's and the stacks' memory between

@@ -388,5 +388,23 @@ TEST(Notation, LargeRecordsKeepOrderAndLastValue) {
   EXPECT_EQ(v.asRecord().entries()[99].second, Value::integer(99));
 }
 
+TEST(Notation, RepeatedKeysAreFoundAtEveryLengthAndDepth) {
+  // A repeated key keeps its first place and takes its last value; keys
+  // that differ anywhere, however long, stay apart.
+  const std::pair<const char*, const char*> cases[] = {
+      {R"({"a": {"x": 1, "x": 2}, "b": 1, "a": 3})", R"({"a": 3, "b": 1})"},
+      {R"({"a": {"b": 1, "c": 2}, "d": {"b": 1, "b": 5}})", R"({"a": {"b": 1, "c": 2}, "d": {"b": 5}})"},
+      {R"({"abcdefg": 1, "abcdefgh": 2, "abcdefg": 3})", R"({"abcdefg": 3, "abcdefgh": 2})"},
+      {R"({"abcdefgh": 1, "abcdefgh": 2})", R"({"abcdefgh": 2})"},
+      {R"({"abcdefghi": 1, "abcdefghj": 2, "abcdefghi": 3})", R"({"abcdefghi": 3, "abcdefghj": 2})"},
+      {R"({"a longer key of text": 1, "a longer key of texT": 2})", R"({"a longer key of text": 1, "a longer key of texT": 2})"},
+      {R"({"": 1, "a": 2, "": 3})", R"({"": 3, "a": 2})"},
+      {R"({"ab": 1, "a": 2, "abc": 3, "b": 4})", R"({"ab": 1, "a": 2, "abc": 3, "b": 4})"},
+      {R"({"\u00e9": 1, "\u00e9t\u00e9": 2, "é": 3})", R"({"é": 3, "été": 2})"},
+      {R"([{"k": 1, "k": 2}, {"k": 3}, {"x": {"y": {"z": 1, "z": 2}, "y": 0}}])", R"([{"k": 2}, {"k": 3}, {"x": {"y": 0}}])"},
+  };
+  for (const auto& [text, expected] : cases) EXPECT_EQ(printNotation(readNotation(text)), expected) << text;
+}
+
 }  // namespace
 }  // namespace tessaro
