@@ -16,6 +16,7 @@
 #endif
 
 #include "bridge/unicode.hpp"
+#include "bridge/value_access.hpp"
 #include "bridge/value_pool.hpp"
 #include "tessaro/errors.hpp"
 
@@ -316,7 +317,7 @@ Value Value::stringAdopting(char16_t* units, std::size_t length) {
 }
 
 Value Value::stringFromPadded(std::u16string_view s, detail::Pool& pool) {
-  if (s.size() <= kInlineChars) return stringFromPadded(s);
+  if (s.size() <= kInlineChars) return ValueAccess::shortStringFromPadded(s);
   Value v;
   v.rep_.big.kind = ValueKind::string;
   v.rep_.big.length = kLongString;
@@ -326,26 +327,7 @@ Value Value::stringFromPadded(std::u16string_view s, detail::Pool& pool) {
 
 Value Value::stringFromPadded(std::u16string_view s) {
   if (s.size() > kInlineChars) return string(s);
-  // Units past the end are copied too; nothing ever reads them.
-  Value v;
-#if defined(__SSE2__)
-  // The whole 24 bytes are assembled in registers and stored twice: writing
-  // the kind, the length and the units separately and then moving the value
-  // would stall the processor on store forwarding.
-  const __m128i* from = reinterpret_cast<const __m128i*>(s.data());
-  __m128i first = _mm_loadu_si128(from), second = _mm_loadu_si128(from + 1);
-  __m128i head = _mm_insert_epi16(_mm_slli_si128(first, 2),
-                                  int(std::uint8_t(ValueKind::string)) | int(s.size()) << 8, 0);
-  __m128i tail = _mm_or_si128(_mm_srli_si128(first, 14), _mm_slli_si128(second, 2));
-  v.rep_.small = Small{};
-  std::memcpy(static_cast<void*>(&v.rep_), &head, 16);
-  _mm_storel_epi64(reinterpret_cast<__m128i*>(reinterpret_cast<unsigned char*>(&v.rep_) + 16), tail);
-#else
-  v.rep_.small.kind = ValueKind::string;
-  v.rep_.small.length = std::uint8_t(s.size());
-  std::memcpy(v.rep_.small.chars, s.data(), sizeof v.rep_.small.chars);
-#endif
-  return v;
+  return ValueAccess::shortStringFromPadded(s);  // units past the end are copied too; nothing reads them
 }
 
 Value Value::fromUtf8(std::string_view utf8) {

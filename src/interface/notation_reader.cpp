@@ -20,6 +20,7 @@
 
 #include <simdjson.h>
 
+#include "bridge/value_access.hpp"
 #include "bridge/value_pool.hpp"
 #include "interface/notation_tags.hpp"
 #include "interface/notation_unescape.hpp"
@@ -710,6 +711,7 @@ class Reader {
       return Value::stringAdopting(units, size);
     }
     // The buffer always has room beyond the text.
+    if (size <= Value::kInlineChars) return ValueAccess::shortStringFromPadded(text_.view());
     return pool_ ? Value::stringFromPadded(text_.view(), *pool_) : Value::stringFromPadded(text_.view());
   }
 
