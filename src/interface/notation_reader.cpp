@@ -703,12 +703,33 @@ class Reader {
   }
 
   Value stringAt(od::raw_json_string raw) {
-    unescapeString(reinterpret_cast<const std::uint8_t*>(raw.raw()), end_, text_);
+    std::u16string_view text;
+    return stringAt(raw, text);
+  }
+
+  // The same, with the string's text in `text`: valid until the next string
+  // is read, and readable for sixteen units from its start when shorter.
+  Value stringAt(od::raw_json_string raw, std::u16string_view& text) {
+    // Most strings of a table are short plain ASCII: one look at their
+    // first sixteen bytes makes them, without the general unescaping.
+    const auto* start = reinterpret_cast<const std::uint8_t*>(raw.raw());
+    unsigned quotes;
+    if (unsigned special = notation::scan16(start, shortText_, quotes)) {
+      unsigned plain = unsigned(__builtin_ctz(special));
+      if (plain <= Value::kInlineChars && (quotes >> plain & 1)) {
+        text = std::u16string_view(shortText_, plain);
+        return ValueAccess::shortStringFromPadded(text);
+      }
+    }
+    unescapeString(start, end_, text_);
+    text = text_.view();
     // A large string takes the buffer over rather than being copied out of it.
     std::size_t size = text_.view().size();
     if (size >= kAdoptFrom) [[unlikely]] {
       char16_t* units = text_.release();
-      return Value::stringAdopting(units, size);
+      Value taken = Value::stringAdopting(units, size);
+      text = taken.asString();
+      return taken;
     }
     // The buffer always has room beyond the text.
     if (size <= Value::kInlineChars) return ValueAccess::shortStringFromPadded(text_.view());
@@ -847,9 +868,8 @@ class Reader {
     std::size_t base = fields_.size();
     for (auto member : object) {
       od::field& field = inPlace(member);
-      Value key = stringAt(field.key());
-      std::u16string_view keyText = text_.view();
-      if (keyText.data() == nullptr) keyText = key.asString();  // a very long key took the buffer over
+      std::u16string_view keyText;
+      Value key = stringAt(field.key(), keyText);
       std::uint64_t print = keyFingerprint(keyText);  // pushed with its field, after the value
       bool raw = keyText == kRecordTag;
       od::value& v = field.value();
@@ -1014,6 +1034,7 @@ class Reader {
   ReadOptions options_;
   int nothingDepth_ = 0;  // where {"$nothing": true} may stand, when options_ allow it
   Utf16Buffer text_;
+  char16_t shortText_[16];  // a short plain string's units, widened
   ValueStack items_;
   std::vector<Record::Entry> fields_;
   std::vector<std::size_t> last_;
