@@ -554,8 +554,13 @@ class Reader {
       RequestKey which = requestKey(field.key());
       od::value& value = field.value();
       if (which == RequestKey::id) {
-        jsonValueText(value, idText_);  // only a well-formed id is kept
-        out.idJson = idText_;
+        if (!out.idJson) out.idJson.emplace();
+        try {
+          jsonValueText(value, *out.idJson);
+        } catch (...) {
+          out.idJson.reset();  // only a well-formed id is kept
+          throw;
+        }
       } else if (which == RequestKey::call) {
         od::raw_json_string raw;
         if (value.get_raw_json_string().get(raw)) malformed("\"call\" must be a string");
@@ -674,7 +679,8 @@ class Reader {
       if (!error) error = array.raw_json().get(text);
       valid = !error && checker_.accepts(withoutTrailingSpace(text));
     } else if (!error) {
-      // A scalar is checked where it stands, without a parse of its own.
+      // A scalar is checked where it stands, without a parse of its own,
+      // and has no white space inside to take out.
       text = withoutTrailingSpace(v.raw_json_token());
       valid = JsonChecker::validScalar(text, type);
       if (valid && type == od::json_type::string) {
@@ -684,6 +690,9 @@ class Reader {
           valid = false;
         }
       }
+      if (!valid) malformed("\"id\" is not well-formed JSON");
+      out.assign(text);
+      return;
     }
     if (!valid) malformed("\"id\" is not well-formed JSON");
     oneLine(withoutTrailingSpace(text), out);
@@ -692,12 +701,22 @@ class Reader {
   // The UTF-8 text of a string, straight from the JSON text when it holds
   // no escape.
   void utf8At(od::raw_json_string raw, std::string& out) {
-    const char* start = reinterpret_cast<const char*>(raw.raw());
-    const char* p = start;
-    while (*p != '"' && *p != '\\' && std::uint8_t(*p) >= 0x20) ++p;
-    if (*p == '"') {
-      out.assign(start, std::size_t(p - start));
-      return;
+    const auto* start = reinterpret_cast<const std::uint8_t*>(raw.raw());
+    const std::uint8_t* p = start;
+    char16_t widened[16];
+    for (;;) {  // sixteen bytes at a time, up to the first that is not plain ASCII
+      unsigned quotes;
+      unsigned special = notation::scan16(p, widened, quotes);
+      if (special == 0) {
+        p += 16;
+        continue;
+      }
+      int first = __builtin_ctz(special);
+      if (quotes >> first & 1) {
+        out.assign(reinterpret_cast<const char*>(start), std::size_t(p + first - start));
+        return;
+      }
+      break;
     }
     out = stringAt(raw).toUtf8();
   }
@@ -1027,7 +1046,6 @@ class Reader {
   detail::Pool* pool_ = nullptr;  // while a large text is read
   od::parser parser_;
   JsonChecker checker_;
-  std::string idText_;
   std::unique_ptr<char[]> padded_;
   std::size_t capacity_ = 0;
   const std::uint8_t* end_ = nullptr;
