@@ -48,6 +48,11 @@ bool readOrExplain(const char* data, std::size_t length, std::size_t capacity, n
     if (!parts.idJson) parts.idJson = std::move(diagnosis.idJson);
     problem = diagnosis.trailingText ? "trailing characters after the request" : e.what();
     return false;
+  } catch (const std::exception& e) {
+    // Not the request's fault (memory ran out reading it): said, and the
+    // server goes on with the next line.
+    problem = std::string("the request could not be read: ") + e.what();
+    return false;
   }
 }
 
