@@ -93,6 +93,7 @@ const Registry& registry() {
     registerFordingCommands(r);
     registerFileReferenceCommands(r);
     registerDateCommands(r);
+    registerCsvCommands(r);
     r.seal();
     return r;
   }();

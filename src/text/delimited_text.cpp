@@ -1,0 +1,225 @@
+// The CSV and TSV parsers. Fields are made straight from the text wherever
+// they are one contiguous piece of it (quotes at a field's edges included);
+// only a field that a quote splits (a"b"c, a doubled quote) is gathered in a
+// reused buffer first. A large text's row lists and long fields are carved
+// from a pool rather than allocated one by one.
+#include "text/delimited_text.hpp"
+
+#include <optional>
+#include <string>
+
+#include <unicode/uchar.h>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+#include "bridge/value_pool.hpp"
+#include "text/value_buffer.hpp"
+
+namespace tessaro::text {
+
+namespace {
+
+// Texts from this many code units on build their table from a pool.
+constexpr std::size_t kPoolFrom = std::size_t(1) << 15;
+
+// Makes field values from pieces of one text.
+class FieldMaker {
+ public:
+  FieldMaker(std::u16string_view text, detail::Pool* pool) : text_(text), pool_(pool) {}
+
+  // The field text_[start, start + length).
+  Value piece(std::size_t start, std::size_t length) const {
+    std::u16string_view s = text_.substr(start, length);
+    if (length > Value::kInlineChars) return pool_ ? Value::stringFromPadded(s, *pool_) : Value::string(s);
+    // A short field is read with fixed-size moves when the text goes on
+    // far enough past it.
+    if (text_.size() - start >= Value::kPaddedChars) return Value::stringFromPadded(s);
+    return Value::string(s);
+  }
+  Value gathered(std::u16string_view s) const {
+    return pool_ && s.size() > Value::kInlineChars ? Value::stringFromPadded(s, *pool_) : Value::string(s);
+  }
+
+ private:
+  std::u16string_view text_;
+  detail::Pool* pool_;
+};
+
+// The field being read: a slice of the text while its pieces follow one
+// another, else the pieces gathered in a buffer.
+class Field {
+ public:
+  explicit Field(const char16_t* text) : text_(text) {}
+
+  void append(std::size_t from, std::size_t to) {
+    if (from == to) return;
+    if (!gathering_) {
+      if (start_ == end_) {
+        start_ = from;
+        end_ = to;
+        return;
+      }
+      if (from == end_) {
+        end_ = to;
+        return;
+      }
+      gathering_ = true;
+      buffer_.assign(text_ + start_, end_ - start_);
+    }
+    buffer_.append(text_ + from, to - from);
+  }
+  bool empty() const noexcept { return gathering_ ? buffer_.empty() : start_ == end_; }
+  Value take(const FieldMaker& maker) {
+    Value v = gathering_ ? maker.gathered(buffer_) : maker.piece(start_, end_ - start_);
+    reset();
+    return v;
+  }
+  void reset() noexcept {
+    start_ = end_ = 0;
+    gathering_ = false;
+    buffer_.clear();
+  }
+
+ private:
+  const char16_t* text_;
+  std::size_t start_ = 0, end_ = 0;
+  bool gathering_ = false;
+  std::u16string buffer_;
+};
+
+// The pool of a large text's table, if it gets one.
+class TablePool {
+ public:
+  explicit TablePool(std::u16string_view text) {
+    if (text.size() >= kPoolFrom) pool_.emplace(text.size() * sizeof(char16_t) * 2);
+  }
+  detail::Pool* get() noexcept { return pool_ ? &*pool_ : nullptr; }
+
+ private:
+  std::optional<detail::Pool> pool_;
+};
+
+}  // namespace
+
+const char16_t* CsvScanner::ordinaryRunEnd(const char16_t* p, const char16_t* end) const noexcept {
+#if defined(__SSE2__)
+  // Eight units at a time: a unit is special when it equals the quote, the
+  // separator, U+0085, U+2028 or U+2029, or lies in U+000A to U+000D.
+  const __m128i quote = _mm_set1_epi16(u'"'), separator = _mm_set1_epi16(short(separator_));
+  const __m128i nextLine = _mm_set1_epi16(0x85), lineSep = _mm_set1_epi16(0x2028),
+                paragraphSep = _mm_set1_epi16(0x2029);
+  const __m128i lineFeed = _mm_set1_epi16(0x0A), three = _mm_set1_epi16(3), zero = _mm_setzero_si128();
+  while (end - p >= 8) {
+    __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+    __m128i hits = _mm_or_si128(_mm_cmpeq_epi16(units, quote), _mm_cmpeq_epi16(units, separator));
+    hits = _mm_or_si128(hits, _mm_cmpeq_epi16(units, nextLine));
+    hits = _mm_or_si128(hits, _mm_cmpeq_epi16(units, lineSep));
+    hits = _mm_or_si128(hits, _mm_cmpeq_epi16(units, paragraphSep));
+    // units - 0x0A, saturated down by 3, is zero exactly for 0x0A to 0x0D.
+    __m128i offset = _mm_sub_epi16(units, lineFeed);
+    hits = _mm_or_si128(hits, _mm_cmpeq_epi16(_mm_subs_epu16(offset, three), zero));
+    if (int mask = _mm_movemask_epi8(hits)) return p + (__builtin_ctz(unsigned(mask)) >> 1);
+    p += 8;
+  }
+#endif
+  while (p < end && !isSpecial(*p)) ++p;
+  return p;
+}
+
+bool isCsvWhitespace(char16_t c) noexcept {
+  if (c < 0x80) return c == u' ' || c == u'\t';
+  return u_charType(c) == U_SPACE_SEPARATOR;
+}
+
+Value parseCsv(std::u16string_view text, char16_t separator) {
+  TablePool pool(text);
+  detail::Pool* rowPool = pool.get();
+  FieldMaker maker(text, rowPool);
+  const CsvScanner scanner(separator);
+  const char16_t* units = text.data();
+  const std::size_t n = text.size();
+
+  ValueBuffer rows, row;
+  Field field(units);
+  std::size_t i = 0;
+  while (i < n) {
+    bool inside = false;
+    for (;;) {
+      std::size_t runEnd = std::size_t(scanner.ordinaryRunEnd(units + i, units + n) - units);
+      field.append(i, runEnd);
+      i = runEnd;
+      // The checks run in this order: end, newline, quote, separator; so a
+      // separator that is a newline character or the quote never separates.
+      if (i == n) {
+        if (!field.empty()) row.push(field.take(maker));
+        break;
+      }
+      char16_t c = units[i];
+      if (CsvScanner::isNewline(c)) {
+        std::size_t runStart = i;
+        while (i < n && CsvScanner::isNewline(units[i])) ++i;
+        if (!inside) {
+          if (!field.empty()) row.push(field.take(maker));
+          break;
+        }
+        field.append(runStart, i);
+        continue;
+      }
+      if (c == u'"') {
+        ++i;
+        if (!inside) {
+          inside = true;
+        } else if (i < n && units[i] == u'"') {
+          field.append(i - 1, i);  // one quote of the pair
+          ++i;
+        } else {
+          inside = false;
+        }
+        continue;
+      }
+      // The separator.
+      ++i;
+      if (inside) {
+        field.append(i - 1, i);
+        continue;
+      }
+      row.push(field.take(maker));
+      while (i < n && isCsvWhitespace(units[i])) ++i;
+    }
+    field.reset();
+    if (!row.empty()) rows.push(row.takeList(rowPool));
+  }
+  return rows.takeList(rowPool);
+}
+
+Value parseTsv(std::u16string_view text) {
+  TablePool pool(text);
+  detail::Pool* rowPool = pool.get();
+  FieldMaker maker(text, rowPool);
+  const char16_t* units = text.data();
+  const std::size_t n = text.size();
+
+  ValueBuffer rows, row;
+  std::size_t i = 0;
+  while (i < n) {
+    // One paragraph: up to LF, CR or U+2029 (CR LF counts as one ending).
+    std::size_t fieldStart = i;
+    for (;; ++i) {
+      if (i == n || units[i] == u'\n' || units[i] == u'\r' || units[i] == u'\u2029') {
+        row.push(maker.piece(fieldStart, i - fieldStart));
+        break;
+      }
+      if (units[i] == u'\t') {
+        row.push(maker.piece(fieldStart, i - fieldStart));
+        fieldStart = i + 1;
+      }
+    }
+    rows.push(row.takeList(rowPool));
+    if (i < n) i += (units[i] == u'\r' && i + 1 < n && units[i + 1] == u'\n') ? 2 : 1;
+  }
+  return rows.takeList(rowPool);
+}
+
+}  // namespace tessaro::text
