@@ -94,6 +94,7 @@ const Registry& registry() {
     registerFileReferenceCommands(r);
     registerDateCommands(r);
     registerCsvCommands(r);
+    registerRegexCommands(r);
     r.seal();
     return r;
   }();

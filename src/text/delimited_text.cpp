@@ -5,7 +5,6 @@
 // from a pool rather than allocated one by one.
 #include "text/delimited_text.hpp"
 
-#include <optional>
 #include <string>
 
 #include <unicode/uchar.h>
@@ -14,15 +13,12 @@
 #include <emmintrin.h>
 #endif
 
-#include "bridge/value_pool.hpp"
+#include "text/large_text_pool.hpp"
 #include "text/value_buffer.hpp"
 
 namespace tessaro::text {
 
 namespace {
-
-// Texts from this many code units on build their table from a pool.
-constexpr std::size_t kPoolFrom = std::size_t(1) << 15;
 
 // Makes field values from pieces of one text.
 class FieldMaker {
@@ -30,14 +26,7 @@ class FieldMaker {
   FieldMaker(std::u16string_view text, detail::Pool* pool) : text_(text), pool_(pool) {}
 
   // The field text_[start, start + length).
-  Value piece(std::size_t start, std::size_t length) const {
-    std::u16string_view s = text_.substr(start, length);
-    if (length > Value::kInlineChars) return pool_ ? Value::stringFromPadded(s, *pool_) : Value::string(s);
-    // A short field is read with fixed-size moves when the text goes on
-    // far enough past it.
-    if (text_.size() - start >= Value::kPaddedChars) return Value::stringFromPadded(s);
-    return Value::string(s);
-  }
+  Value piece(std::size_t start, std::size_t length) const { return pieceOf(text_, start, length, pool_); }
   Value gathered(std::u16string_view s) const {
     return pool_ && s.size() > Value::kInlineChars ? Value::stringFromPadded(s, *pool_) : Value::string(s);
   }
@@ -89,18 +78,6 @@ class Field {
   std::u16string buffer_;
 };
 
-// The pool of a large text's table, if it gets one.
-class TablePool {
- public:
-  explicit TablePool(std::u16string_view text) {
-    if (text.size() >= kPoolFrom) pool_.emplace(text.size() * sizeof(char16_t) * 2);
-  }
-  detail::Pool* get() noexcept { return pool_ ? &*pool_ : nullptr; }
-
- private:
-  std::optional<detail::Pool> pool_;
-};
-
 }  // namespace
 
 const char16_t* CsvScanner::ordinaryRunEnd(const char16_t* p, const char16_t* end) const noexcept {
@@ -134,7 +111,7 @@ bool isCsvWhitespace(char16_t c) noexcept {
 }
 
 Value parseCsv(std::u16string_view text, char16_t separator) {
-  TablePool pool(text);
+  LargeTextPool pool(text);
   detail::Pool* rowPool = pool.get();
   FieldMaker maker(text, rowPool);
   const CsvScanner scanner(separator);
@@ -195,7 +172,7 @@ Value parseCsv(std::u16string_view text, char16_t separator) {
 }
 
 Value parseTsv(std::u16string_view text) {
-  TablePool pool(text);
+  LargeTextPool pool(text);
   detail::Pool* rowPool = pool.get();
   FieldMaker maker(text, rowPool);
   const char16_t* units = text.data();
