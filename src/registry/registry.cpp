@@ -95,6 +95,7 @@ const Registry& registry() {
     registerDateCommands(r);
     registerCsvCommands(r);
     registerRegexCommands(r);
+    registerStringTransformCommands(r);
     r.seal();
     return r;
   }();
