@@ -118,7 +118,8 @@ Value parseCsv(std::u16string_view text, char16_t separator) {
   const char16_t* units = text.data();
   const std::size_t n = text.size();
 
-  ValueBuffer rows, row;
+  ListBuilder rows;
+  ValueBuffer row;
   Field field(units);
   std::size_t i = 0;
   while (i < n) {
@@ -168,7 +169,7 @@ Value parseCsv(std::u16string_view text, char16_t separator) {
     field.reset();
     if (!row.empty()) rows.push(row.takeList(rowPool));
   }
-  return rows.takeList(rowPool);
+  return rows.finish();
 }
 
 Value parseTsv(std::u16string_view text) {
@@ -178,7 +179,8 @@ Value parseTsv(std::u16string_view text) {
   const char16_t* units = text.data();
   const std::size_t n = text.size();
 
-  ValueBuffer rows, row;
+  ListBuilder rows;
+  ValueBuffer row;
   std::size_t i = 0;
   while (i < n) {
     // One paragraph: up to LF, CR or U+2029 (CR LF counts as one ending).
@@ -196,7 +198,7 @@ Value parseTsv(std::u16string_view text) {
     rows.push(row.takeList(rowPool));
     if (i < n) i += (units[i] == u'\r' && i + 1 < n && units[i + 1] == u'\n') ? 2 : 1;
   }
-  return rows.takeList(rowPool);
+  return rows.finish();
 }
 
 }  // namespace tessaro::text

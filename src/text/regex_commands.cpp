@@ -72,7 +72,7 @@ Value allMatches(const Value& pattern, const Value& text, const Value& options) 
   if (!search) return Value();
   text::LargeTextPool pool(subject);
   MatchRecords maker;
-  text::ValueBuffer found;
+  ListBuilder found;
   while (search->findNext()) {
     Range whole = search->group(0);
     if constexpr (records)
@@ -80,7 +80,7 @@ Value allMatches(const Value& pattern, const Value& text, const Value& options) 
     else
       found.push(substring(subject, whole, pool.get()));
   }
-  return found.takeList(pool.get());
+  return found.finish();
 }
 
 // One list per match, one entry per requested group; no value without a match.
@@ -101,7 +101,8 @@ Value groupsOfMatches(const Value& pattern, const Value& text, const Value& opti
   if (!groups.isNothing() && !groups.isList()) doesNotAnswer(groups, "countByEnumeratingWithState:objects:count:");
   std::span<const Value> requested = groups.isList() ? groups.asList() : std::span<const Value>();
   MatchRecords maker;
-  text::ValueBuffer result, entries;
+  ListBuilder result;
+  text::ValueBuffer entries;
   for (const std::vector<Range>& ranges : matches) {
     for (const Value& item : requested) {
       std::int64_t number = item.integerValue();
@@ -120,7 +121,7 @@ Value groupsOfMatches(const Value& pattern, const Value& text, const Value& opti
     }
     result.push(entries.takeList(nullptr));
   }
-  return result.takeList(nullptr);
+  return result.finish();
 }
 
 }  // namespace
