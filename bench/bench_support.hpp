@@ -4,6 +4,7 @@
 #pragma once
 
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -41,11 +42,55 @@ inline Figures measure(int runs, const std::function<void()>& run) {
   return figuresOf(seconds);
 }
 
+// Two contenders run in turn, `runs` times each after a warm-up, so that
+// both see the same load on a shared machine; the ratio of each pair of
+// runs (a / b) is summed up by its median and extremes. Each run is timed
+// by the wall clock and by this process's processor time (user and system:
+// page faults and freeing included), which other work on the machine
+// disturbs far less.
+struct Pair {
+  Figures a, b, ratio;           // wall clock
+  Figures aCpu, bCpu, ratioCpu;  // processor time
+};
+inline double cpuSeconds() {
+  timespec t;
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);
+  return double(t.tv_sec) + double(t.tv_nsec) * 1e-9;
+}
+inline Pair measurePair(int runs, const std::function<void()>& a, const std::function<void()>& b) {
+  struct Sample {
+    double wall, cpu;
+  };
+  auto time = [](const std::function<void()>& run) {
+    double cpu = cpuSeconds();
+    auto start = std::chrono::steady_clock::now();
+    run();
+    return Sample{std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count(),
+                  cpuSeconds() - cpu};
+  };
+  a();
+  b();
+  std::vector<double> as, bs, ratios, aCpu, bCpu, cpuRatios;
+  for (int i = 0; i < runs; ++i) {
+    Sample x = time(a), y = time(b);
+    as.push_back(x.wall);
+    bs.push_back(y.wall);
+    ratios.push_back(x.wall / y.wall);
+    aCpu.push_back(x.cpu);
+    bCpu.push_back(y.cpu);
+    cpuRatios.push_back(x.cpu / y.cpu);
+  }
+  return {figuresOf(as), figuresOf(bs), figuresOf(ratios), figuresOf(aCpu), figuresOf(bCpu), figuresOf(cpuRatios)};
+}
+
 inline void report(const char* what, const Figures& f) {
   std::printf("%-52s %9.1f ms (%.1f to %.1f)\n", what, f.median * 1e3, f.low * 1e3, f.high * 1e3);
 }
 
 // "a / b: median (lowest to highest)", the spread from the extremes.
+inline void ratio(const char* what, const Figures& r) {
+  std::printf("%-52s %9.2fx (%.2fx to %.2fx)\n", what, r.median, r.low, r.high);
+}
 inline void ratio(const char* what, const Figures& a, const Figures& b) {
   std::printf("%-52s %9.2fx (%.2fx to %.2fx)\n", what, a.median / b.median, a.low / b.high, a.high / b.low);
 }

@@ -19,7 +19,7 @@
 namespace {
 
 constexpr std::size_t kBytes = std::size_t(50) << 20;
-constexpr int kRuns = 5, kPythonRuns = 3;
+constexpr int kRuns = 7, kPythonRuns = 3;
 
 std::string generateText() {
   std::mt19937 rng(50);
@@ -64,8 +64,9 @@ memory(lambda: re.findall(r'\w+', text))
 
 }  // namespace
 
-int main() {
+int main(int argc, char** argv) {
   using tessaro::Value;
+  const bool withPython = !(argc > 1 && std::string(argv[1]) == "--no-python");
   std::string utf8 = generateText();
   std::string path = "/tmp/tessaro_regex_bench_" + std::to_string(getpid()) + ".txt";
   if (FILE* f = std::fopen(path.c_str(), "wb")) {
@@ -80,32 +81,36 @@ int main() {
   std::printf("text: %.1f MB of UTF-8, %zu UTF-16 units, %zu matches of \\w+\n", double(kBytes) / (1 << 20),
               text.asString().size(), matches);
 
-  bench::Figures ours = bench::measure(kRuns, [&] {
-    Value found = tessaro::KRVForder::findMatches_inString_options_(pattern, text, options);
-    found = Value();
-  });
-  UErrorCode status = U_ZERO_ERROR;
-  UParseError parseError;
-  std::unique_ptr<icu::RegexPattern> compiled(
-      icu::RegexPattern::compile(tessaro::icuView(u"\\w+"), 0, parseError, status));
   volatile std::size_t sink = 0;
-  bench::Figures floor = bench::measure(kRuns, [&] {
-    // The floor compiles its pattern each time too, as the command does.
-    std::unique_ptr<icu::RegexPattern> fresh(
-        icu::RegexPattern::compile(tessaro::icuView(u"\\w+"), 0, parseError, status));
-    sink = sink + bareFindLoop(*fresh, text.asString());
-  });
+  bench::Pair pair = bench::measurePair(
+      kRuns,
+      [&] {
+        Value found = tessaro::KRVForder::findMatches_inString_options_(pattern, text, options);
+        found = Value();
+      },
+      [&] {
+        // The floor compiles its pattern each time too, as the command does.
+        UErrorCode status = U_ZERO_ERROR;
+        UParseError parseError;
+        std::unique_ptr<icu::RegexPattern> fresh(
+            icu::RegexPattern::compile(tessaro::icuView(u"\\w+"), 0, parseError, status));
+        sink = sink + bareFindLoop(*fresh, text.asString());
+      });
+  const bench::Figures& ours = pair.a;
   std::string script = std::string(bench::kPythonMemory) + kPythonRegex;
   script.replace(script.find("RUNS"), 4, std::to_string(kPythonRuns));
-  bench::PythonFigures python = bench::runPython(script, path);
+  bench::PythonFigures python = withPython ? bench::runPython(script, path) : bench::PythonFigures();
   bench::Memory memory =
       bench::memoryOf([&] { return tessaro::KRVForder::findMatches_inString_options_(pattern, text, options); });
   std::remove(path.c_str());
 
   bench::report("findMatches:inString:options: \\w+ (made and freed)", ours);
-  bench::report("floor: bare ICU find loop", floor);
+  bench::report("floor: bare ICU find loop", pair.b);
   if (python.ran) bench::report("Python re.findall (made and freed)", python.time);
-  bench::ratio("findMatches:inString:options: / floor", ours, floor);
+  bench::ratio("findMatches:inString:options: / floor, run by run", pair.ratio);
+  bench::report("findMatches:inString:options:, processor time", pair.aCpu);
+  bench::report("floor, processor time", pair.bCpu);
+  bench::ratio("findMatches:inString:options: / floor, processor time", pair.ratioCpu);
   if (python.ran) bench::ratio("Python re.findall / findMatches:inString:options:", python.time, ours);
   std::printf("%-52s %9.0f MiB at the peak, %.0f MiB held\n", "list memory, findMatches:inString:options:",
               memory.peakMiB, memory.keptMiB);
