@@ -7,12 +7,6 @@
 
 #include <string>
 
-#include <unicode/uchar.h>
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
-
 #include "text/large_text_pool.hpp"
 #include "text/value_buffer.hpp"
 
@@ -79,36 +73,6 @@ class Field {
 };
 
 }  // namespace
-
-const char16_t* CsvScanner::ordinaryRunEnd(const char16_t* p, const char16_t* end) const noexcept {
-#if defined(__SSE2__)
-  // Eight units at a time: a unit is special when it equals the quote, the
-  // separator, U+0085, U+2028 or U+2029, or lies in U+000A to U+000D.
-  const __m128i quote = _mm_set1_epi16(u'"'), separator = _mm_set1_epi16(short(separator_));
-  const __m128i nextLine = _mm_set1_epi16(0x85), lineSep = _mm_set1_epi16(0x2028),
-                paragraphSep = _mm_set1_epi16(0x2029);
-  const __m128i lineFeed = _mm_set1_epi16(0x0A), three = _mm_set1_epi16(3), zero = _mm_setzero_si128();
-  while (end - p >= 8) {
-    __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-    __m128i hits = _mm_or_si128(_mm_cmpeq_epi16(units, quote), _mm_cmpeq_epi16(units, separator));
-    hits = _mm_or_si128(hits, _mm_cmpeq_epi16(units, nextLine));
-    hits = _mm_or_si128(hits, _mm_cmpeq_epi16(units, lineSep));
-    hits = _mm_or_si128(hits, _mm_cmpeq_epi16(units, paragraphSep));
-    // units - 0x0A, saturated down by 3, is zero exactly for 0x0A to 0x0D.
-    __m128i offset = _mm_sub_epi16(units, lineFeed);
-    hits = _mm_or_si128(hits, _mm_cmpeq_epi16(_mm_subs_epu16(offset, three), zero));
-    if (int mask = _mm_movemask_epi8(hits)) return p + (__builtin_ctz(unsigned(mask)) >> 1);
-    p += 8;
-  }
-#endif
-  while (p < end && !isSpecial(*p)) ++p;
-  return p;
-}
-
-bool isCsvWhitespace(char16_t c) noexcept {
-  if (c < 0x80) return c == u' ' || c == u'\t';
-  return u_charType(c) == U_SPACE_SEPARATOR;
-}
 
 Value parseCsv(std::u16string_view text, char16_t separator) {
   LargeTextPool pool(text);
