@@ -70,6 +70,39 @@ class KRVForder {
   static Value extraDateValuesFrom_(const Value& date);  // era, year for week, week, weekday
   static Value timeValuesFrom_(const Value& date);       // hour, minute, second, nanosecond
   static Value KRV_fordDateFromString_(const Value& string);
+  // --- Text: CSV and TSV --------------------------------------------------------
+  static Value arrayFromCSV_commaIs_(const Value& text, const Value& separator);
+  static Value arrayFromTSV_(const Value& text);
+
+  // --- Text: regular expressions ------------------------------------------------
+  // Patterns are ICU regular expressions; options are letters i, x, s, m, w.
+  static Value findFirstMatch_inString_options_(const Value& pattern, const Value& text, const Value& options);
+  static Value findFirstMatchRecord_inString_options_(const Value& pattern, const Value& text, const Value& options);
+  static Value findMatches_inString_options_(const Value& pattern, const Value& text, const Value& options);
+  static Value findMatchRecords_inString_options_(const Value& pattern, const Value& text, const Value& options);
+  static Value findMatches_inString_options_captureGroups_(const Value& pattern, const Value& text,
+                                                           const Value& options, const Value& groups);
+  static Value findMatchRecords_inString_options_captureGroups_(const Value& pattern, const Value& text,
+                                                                const Value& options, const Value& groups);
+  static Value KRV_parseRegexOptionsString_(const Value& options);
+
+  // --- Text: string transformations ---------------------------------------------
+  // Each takes a string or a list of items and answers in kind.
+  static Value transformedFrom_ICUTransform_inverse_(const Value& v, const Value& identifier, const Value& inverse);
+  static Value encodedXMLFrom_(const Value& v);
+  static Value unencodedForXMLFrom_(const Value& v);
+  static Value encodedHexFrom_(const Value& v);
+  static Value encodedDecimalFrom_(const Value& v);
+  static Value decodedDecimalFrom_(const Value& v);
+  static Value MD5From_(const Value& v);
+  static Value smartQuotedFrom_(const Value& v);
+  static Value unsmartQuotedFrom_(const Value& v);
+  static Value emptyLineFreeFrom_(const Value& v);
+  static Value cleanSpacedFrom_(const Value& v);
+  static Value KRV_stringOrListFrom_makingIt_(const Value& v, const Value& code);
+  static Value KRV_stringFrom_makingIt_(const Value& string, const Value& code);
+  static Value KRV_stringFrom_ICUTransform_inverse_(const Value& string, const Value& identifier,
+                                                    const Value& inverse);
 };
 
 }  // namespace tessaro

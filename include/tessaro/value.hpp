@@ -233,9 +233,37 @@ class Value {
   // The length byte of a string kept in a body rather than inline.
   static constexpr std::uint8_t kLongString = 0xFF;
   friend struct ValueAccess;
+  friend class ListBuilder;
 };
 
 static_assert(sizeof(Value) == 24);
+
+// A list made item by item in the storage it will keep: a long list (the
+// millions of matches of a large text) is neither gathered elsewhere and
+// copied nor copied as it grows, since its storage is enlarged in place
+// where the system allows (large blocks are remapped).
+class ListBuilder {
+ public:
+  ListBuilder() noexcept = default;
+  ListBuilder(const ListBuilder&) = delete;
+  ListBuilder& operator=(const ListBuilder&) = delete;
+  ~ListBuilder();
+
+  std::size_t size() const noexcept { return size_; }
+  void push(Value&& v) {
+    if (size_ == capacity_) grow();
+    ::new (static_cast<void*>(items_ + size_)) Value(std::move(v));
+    ++size_;
+  }
+  // The list of the items pushed; the builder is left empty.
+  Value finish();
+
+ private:
+  void grow();
+  void* block_ = nullptr;  // room for a list body and `capacity_` items
+  Value* items_ = nullptr;
+  std::size_t size_ = 0, capacity_ = 0;
+};
 
 // A record: string keys to values, kept in insertion order. Equality ignores
 // the order, as the host's dictionaries do.

@@ -69,4 +69,14 @@ std::string utf8FromUtf16(std::u16string_view utf16) {
   return out;
 }
 
+std::optional<std::string> utf8FromValidUtf16(std::u16string_view utf16) {
+  std::string out(utf16.size() * 3, '\0');  // at most three bytes per code unit
+  int32_t length = 0;
+  UErrorCode status = U_ZERO_ERROR;
+  u_strToUTF8(out.data(), int32_t(out.size()), &length, utf16.data(), int32_t(utf16.size()), &status);
+  if (U_FAILURE(status)) return std::nullopt;
+  out.resize(std::size_t(length));
+  return out;
+}
+
 }  // namespace tessaro

@@ -24,6 +24,8 @@ std::optional<std::size_t> utf16LengthOfValidUtf8(std::string_view utf8);
 void convertValidUtf8(std::string_view utf8, char16_t* out, std::size_t length);
 // Lone surrogates become U+FFFD.
 std::string utf8FromUtf16(std::u16string_view utf16);
+// No value when the text holds a lone surrogate.
+std::optional<std::string> utf8FromValidUtf16(std::u16string_view utf16);
 void appendUtf8(std::u16string_view utf16, std::string& out);
 
 // A read-only ICU view of UTF-16 text; `text` must outlive the result.

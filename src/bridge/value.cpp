@@ -86,10 +86,13 @@ struct ListBody final : Body {
     if (n) std::memcpy(static_cast<void*>(body->items()), static_cast<const void*>(from), n * sizeof(Value));
     return body;
   }
-  static ListBody* allocate(std::size_t n) {
-    void* memory = ::operator new(sizeof(ListBody) + n * sizeof(Value));
-    return ::new (memory) ListBody(n);
+  // From malloc, so that a ListBuilder can grow a body with realloc.
+  static void* allocateBlock(std::size_t n) {
+    void* memory = std::malloc(sizeof(ListBody) + n * sizeof(Value));
+    if (!memory) throw std::bad_alloc();
+    return memory;
   }
+  static ListBody* allocate(std::size_t n) { return ::new (allocateBlock(n)) ListBody(n); }
   static ListBody* adopt(Value* from, std::size_t n, Pool& pool) {
     std::uint32_t offset = 0;
     void* memory = pool.allocate(sizeof(ListBody) + n * sizeof(Value), offset);
@@ -99,7 +102,7 @@ struct ListBody final : Body {
     if (n) std::memcpy(static_cast<void*>(body->items()), static_cast<const void*>(from), n * sizeof(Value));
     return body;
   }
-  static void operator delete(void* p) { ::operator delete(p); }
+  static void operator delete(void* p) { std::free(p); }
 };
 static_assert(sizeof(ListBody) % alignof(Value) == 0);
 struct RecordBody final : Body {
@@ -377,6 +380,35 @@ Value Value::listAdopting(std::span<Value> items) {
 
 Value Value::listAdopting(std::span<Value> items, detail::Pool& pool) {
   return withBody(ValueKind::list, detail::ListBody::adopt(items.data(), items.size(), pool));
+}
+
+ListBuilder::~ListBuilder() {
+  for (std::size_t i = size_; i > 0; --i) items_[i - 1].~Value();
+  std::free(block_);
+}
+
+void ListBuilder::grow() {
+  std::size_t capacity = capacity_ ? capacity_ * 2 : 16;
+  void* block = block_ ? std::realloc(block_, sizeof(detail::ListBody) + capacity * sizeof(Value))
+                       : detail::ListBody::allocateBlock(capacity);
+  if (!block) throw std::bad_alloc();
+  // Values hold no pointers to themselves, so a moved block keeps them whole.
+  block_ = block;
+  items_ = reinterpret_cast<Value*>(static_cast<char*>(block) + sizeof(detail::ListBody));
+  capacity_ = capacity;
+}
+
+Value ListBuilder::finish() {
+  if (!block_) grow();
+  // Room left over beyond an eighth is given back.
+  if (capacity_ - size_ > size_ / 8 + 16) {
+    if (void* block = std::realloc(block_, sizeof(detail::ListBody) + size_ * sizeof(Value))) block_ = block;
+  }
+  auto* body = ::new (block_) detail::ListBody(size_);
+  block_ = nullptr;
+  items_ = nullptr;
+  size_ = capacity_ = 0;
+  return Value::withBody(ValueKind::list, body);
 }
 
 void Value::destroy(detail::Body* body) noexcept {

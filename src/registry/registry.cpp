@@ -93,6 +93,9 @@ const Registry& registry() {
     registerFordingCommands(r);
     registerFileReferenceCommands(r);
     registerDateCommands(r);
+    registerCsvCommands(r);
+    registerRegexCommands(r);
+    registerStringTransformCommands(r);
     r.seal();
     return r;
   }();

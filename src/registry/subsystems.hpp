@@ -9,4 +9,7 @@ void registerBridgeInfoCommands(Registry& r);      // src/bridge/info_commands.c
 void registerFordingCommands(Registry& r);         // src/bridge/fording_commands.cpp
 void registerFileReferenceCommands(Registry& r);   // src/bridge/file_reference_commands.cpp
 void registerDateCommands(Registry& r);            // src/bridge/date_commands.cpp
+void registerCsvCommands(Registry& r);             // src/text/csv_commands.cpp
+void registerRegexCommands(Registry& r);           // src/text/regex_commands.cpp
+void registerStringTransformCommands(Registry& r); // src/text/string_transform_commands.cpp
 }  // namespace tessaro
