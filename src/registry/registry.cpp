@@ -93,6 +93,8 @@ const Registry& registry() {
     registerFordingCommands(r);
     registerFileReferenceCommands(r);
     registerDateCommands(r);
+    registerSegmentationCommands(r);
+    registerOffsetCommands(r);
     r.seal();
     return r;
   }();
