@@ -2,9 +2,11 @@
 // and composed characters, against the floor: a bare ICU break-iterator
 // loop over the same buffer that only counts (words by their rule status).
 // The commands are measured as a user pays for them: the word list is made
-// and freed in every iteration. Each benchmark is repeated; the ratios
-// printed at the end are of the medians, with the lowest and highest ratio
-// of the paired repetitions.
+// and freed in every iteration. Each benchmark is repeated, the repetitions
+// of all of them interleaved at random so that a busy machine slows each
+// alike; the ratios printed at the end are of the medians, with the lowest
+// and highest ratio of the paired repetitions, in CPU time of the thread
+// (page faults and freeing included) and in wall-clock time.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -115,17 +117,22 @@ class RatioReporter : public benchmark::ConsoleReporter {
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs)
       if (run.run_type == Run::RT_Iteration && !run.error_occurred)
-        times[run.run_name.function_name].push_back(run.GetAdjustedRealTime());
+      {
+        cpu[run.run_name.function_name].push_back(run.GetAdjustedCPUTime());
+        real[run.run_name.function_name].push_back(run.GetAdjustedRealTime());
+      }
     ConsoleReporter::ReportRuns(runs);
   }
   void printRatio(const std::string& what, const std::string& a, const std::string& b) {
-    if (!times.count(a) || !times.count(b)) return;
-    std::vector<double>&x = times[a], &y = times[b];
-    std::vector<double> ratios;
-    for (std::size_t i = 0; i < std::min(x.size(), y.size()); ++i) ratios.push_back(x[i] / y[i]);
-    std::sort(ratios.begin(), ratios.end());
-    std::printf("%-40s %.2fx (repetitions %.2fx to %.2fx)\n", what.c_str(), median(x) / median(y), ratios.front(),
-                ratios.back());
+    for (auto* times : {&cpu, &real}) {
+      if (!times->count(a) || !times->count(b)) return;
+      std::vector<double>&x = (*times)[a], &y = (*times)[b];
+      std::vector<double> ratios;
+      for (std::size_t i = 0; i < std::min(x.size(), y.size()); ++i) ratios.push_back(x[i] / y[i]);
+      std::sort(ratios.begin(), ratios.end());
+      std::printf("%-46s %-4s %.2fx (repetitions %.2fx to %.2fx)\n", what.c_str(), times == &cpu ? "cpu" : "real",
+                  median(x) / median(y), ratios.front(), ratios.back());
+    }
   }
 
  private:
@@ -133,14 +140,14 @@ class RatioReporter : public benchmark::ConsoleReporter {
     std::sort(v.begin(), v.end());
     return v.size() % 2 ? v[v.size() / 2] : (v[v.size() / 2 - 1] + v[v.size() / 2]) / 2;
   }
-  std::map<std::string, std::vector<double>> times;
+  std::map<std::string, std::vector<double>> cpu, real;
 };
 
 }  // namespace
 
 // One iteration is a whole 50 MB pass; repetitions give the spread.
 #define SEGMENTATION_BENCH(f) \
-  BENCHMARK(f)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1)->Repetitions(7)
+  BENCHMARK(f)->Unit(benchmark::kMillisecond)->UseRealTime()->Iterations(1)->Repetitions(9)
 SEGMENTATION_BENCH(icuWordLoop);
 SEGMENTATION_BENCH(wordCountOfString);
 SEGMENTATION_BENCH(wordsOfString);
@@ -148,6 +155,12 @@ SEGMENTATION_BENCH(icuCharacterLoop);
 SEGMENTATION_BENCH(characterCountOfString);
 
 int main(int argc, char** argv) {
+  // Interleaved unless the command line says otherwise (later flags win).
+  std::vector<char*> args(argv, argv + argc);
+  static char interleave[] = "--benchmark_enable_random_interleaving=true";
+  args.insert(args.begin() + 1, interleave);
+  argc = int(args.size());
+  argv = args.data();
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   std::printf("text: %.1f MB of UTF-16\n", double(text().asString().size() * 2) / (1 << 20));

@@ -141,7 +141,7 @@ struct PatternEngine final : Engine {
     if (search.empty()) return;
     UErrorCode status = U_ZERO_ERROR;
     auto matcher = std::make_unique<icu::RegexMatcher>(
-        icuSearch_, icuText_, has(opt::caseInsensitive) ? UREGEX_CASE_INSENSITIVE : 0u, status);
+        icuSearch_, icuText_, has(opt::caseInsensitive) ? std::uint32_t(UREGEX_CASE_INSENSITIVE) : 0u, status);
     if (U_SUCCESS(status)) matcher_ = std::move(matcher);
   }
 
