@@ -19,6 +19,8 @@ run() {
 
 echo "== tessaro $("$tessaro" call --plain frameworkVersion), built $("$tessaro" call --plain frameworkDate)"
 echo "== $("$tessaro" list | wc -l) commands"
+echo "== The text sample that the text calls below read (samples/mixed_text.txt):"
+cat samples/mixed_text.txt
 while IFS= read -r line; do
   [ -z "$line" ] || [ "${line:0:1}" == "#" ] && continue
   eval "run $line"

@@ -103,6 +103,59 @@ class KRVForder {
   static Value KRV_stringFrom_makingIt_(const Value& string, const Value& code);
   static Value KRV_stringFrom_ICUTransform_inverse_(const Value& string, const Value& identifier,
                                                     const Value& inverse);
+
+  // --- Text: segmentation ----------------------------------------------------
+  // Lines and paragraphs end at their separators; composed characters, words
+  // and sentences follow ICU's break iterators (root locale, or the process's
+  // default locale for the localized members). Positions and lengths are in
+  // UTF-16 code units from 0. rangesOf… members give boxed ranges, …RangesOf…
+  // members two-integer lists.
+  static Value linesOfString_(const Value& text);
+  static Value paragraphsOfString_(const Value& text);
+  static Value charactersOfString_(const Value& text);
+  static Value sentencesOfString_(const Value& text);
+  static Value localizedSentencesOfString_(const Value& text);
+  static Value wordsOfString_(const Value& text);
+  static Value localizedWordsOfString_(const Value& text);
+  static Value rangesOfCharactersOfString_(const Value& text);
+  static Value rangesOfWordsOfString_(const Value& text);
+  static Value rangesOfLocalizedWordsOfString_(const Value& text);
+  static Value rangesOfSentencesOfString_(const Value& text);
+  static Value rangesOfLocalizedSentencesOfString_(const Value& text);
+  static Value rangesOfParagraphsOfString_(const Value& text);
+  static Value rangesOfLinesOfString_(const Value& text);
+  static Value lineRangesOfString_(const Value& text);
+  static Value paragraphRangesOfString_(const Value& text);
+  static Value characterRangesOfString_(const Value& text);
+  static Value sentenceRangesOfString_(const Value& text);
+  static Value localizedSentenceRangesOfString_(const Value& text);
+  static Value wordRangesOfString_(const Value& text);
+  static Value localizedWordRangesOfString_(const Value& text);
+  static Value characterCountOfString_(const Value& text);
+  static Value sentenceCountOfString_(const Value& text);
+  static Value localizedSentenceCountOfString_(const Value& text);
+  static Value wordCountOfString_(const Value& text);
+  static Value localizedWordCountOfString_(const Value& text);
+  static Value paragraphCountOfString_(const Value& text);
+  static Value lineCountOfString_(const Value& text);
+  // Every non-overlapping occurrence, left to right. Options are the host's
+  // comparison bits: 1 case-insensitive, 2 literal, 4 backwards, 8 anchored,
+  // 64 numeric, 128 diacritic-insensitive, 256 width-insensitive, 1024
+  // regular expression; the locale is a "$locale" object or no value.
+  static Value stringsOfString_inString_options_(const Value& search, const Value& text, const Value& options);
+  static Value stringsOfString_inString_options_locale_(const Value& search, const Value& text, const Value& options,
+                                                        const Value& locale);
+  static Value rangesOfString_inString_options_(const Value& search, const Value& text, const Value& options);
+  static Value rangesOfString_inString_options_locale_(const Value& search, const Value& text, const Value& options,
+                                                       const Value& locale);
+
+  // --- Text: composed-character offsets ------------------------------------
+  // Character indexes count composed characters from 1; positions are UTF-16
+  // offsets from 0; 9223372036854775807 (NSNotFound) is "no such position".
+  static Value locationOfCharacterAt_inString_(const Value& index, const Value& text);
+  static Value rangeOfCharacterAt_inString_(const Value& index, const Value& text);
+  static Value offsetOfLocation_inString_(const Value& location, const Value& text);
+  static Value offsetsOfRange_inString_(const Value& range, const Value& text);
 };
 
 }  // namespace tessaro

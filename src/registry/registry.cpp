@@ -96,6 +96,8 @@ const Registry& registry() {
     registerCsvCommands(r);
     registerRegexCommands(r);
     registerStringTransformCommands(r);
+    registerSegmentationCommands(r);
+    registerOffsetCommands(r);
     r.seal();
     return r;
   }();

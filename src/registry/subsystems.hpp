@@ -12,4 +12,6 @@ void registerDateCommands(Registry& r);            // src/bridge/date_commands.c
 void registerCsvCommands(Registry& r);             // src/text/csv_commands.cpp
 void registerRegexCommands(Registry& r);           // src/text/regex_commands.cpp
 void registerStringTransformCommands(Registry& r); // src/text/string_transform_commands.cpp
+void registerSegmentationCommands(Registry& r);    // src/text/segmentation_commands.cpp
+void registerOffsetCommands(Registry& r);          // src/text/offset_commands.cpp
 }  // namespace tessaro
