@@ -93,6 +93,7 @@ const Registry& registry() {
     registerFordingCommands(r);
     registerFileReferenceCommands(r);
     registerDateCommands(r);
+    registerListCommands(r);
     r.seal();
     return r;
   }();

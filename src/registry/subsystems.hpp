@@ -9,4 +9,5 @@ void registerBridgeInfoCommands(Registry& r);      // src/bridge/info_commands.c
 void registerFordingCommands(Registry& r);         // src/bridge/fording_commands.cpp
 void registerFileReferenceCommands(Registry& r);   // src/bridge/file_reference_commands.cpp
 void registerDateCommands(Registry& r);            // src/bridge/date_commands.cpp
+void registerListCommands(Registry& r);            // src/lists/list_commands.cpp
 }  // namespace tessaro

@@ -1,0 +1,79 @@
+// Stable sorting of items by levels: the first level that does not find two
+// items equal decides, and items equal on every level keep their input
+// order.
+//
+// Each level reads the value it compares once per item, before sorting, and
+// turns it into a key that compares cheaply: integers and strings are held
+// directly, the locale-aware comparisons keep one ICU sort key per item and
+// the case-insensitive one a case-folded copy, so no text is converted per
+// comparison. A value that could not be read (its key lookup or column
+// access failed), or two values the comparison cannot order, fail only when
+// the sort actually compares them, as a comparison made on demand would.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "lists/comparisons.hpp"
+#include "tessaro/errors.hpp"
+#include "tessaro/value.hpp"
+
+namespace tessaro::lists {
+
+class SortLevels {
+ public:
+  // Where a level's values come from: the value compared for item i, either
+  // borrowed (it must outlive the sort) or put into `keep`. It may throw a
+  // HostFailure, which is kept until the item is compared.
+  using ValueOf = std::function<const Value*(std::size_t i, std::deque<Value>& keep)>;
+
+  explicit SortLevels(std::size_t itemCount) : count_(itemCount) {}
+
+  // `noValueFirst`: no value sorts before every value (the key sorts' rule);
+  // otherwise no value cannot be compared.
+  void add(Comparison comparison, bool ascending, const ValueOf& valueOf, bool noValueFirst = false);
+
+  // The item positions in sorted order.
+  std::vector<std::uint32_t> order() const;
+
+  std::size_t levelCount() const noexcept { return levels_.size(); }
+
+ private:
+  enum class Tag : std::uint8_t { integer, text, sortKey, other, nothing, failed };
+  struct Key {
+    const Value* value = nullptr;  // the compared value (null when it failed)
+    union {
+      std::int64_t integer;
+      const char16_t* text;   // a string's code units, or its case-folded copy
+      const std::uint8_t* bytes;  // an ICU sort key
+      std::size_t failure;    // index into failures
+    };
+    std::uint32_t length = 0;
+    Tag tag = Tag::other;
+    Key() : integer(0) {}
+  };
+  struct Level {
+    Comparison comparison = Comparison::natural;
+    bool ascending = true;
+    bool noValueFirst = false;
+    std::vector<Key> keys;
+    std::deque<Value> kept;
+    std::u16string folded;
+    std::vector<std::uint8_t> sortKeys;
+    std::vector<HostFailure> failures;
+  };
+
+  int compareAt(const Level& level, std::uint32_t a, std::uint32_t b) const;
+  static int compareNatural(const Level& level, const Key& a, const Key& b);
+  static int compareText(const Level& level, const Key& a, const Key& b);
+
+  std::size_t count_;
+  std::vector<std::unique_ptr<Level>> levels_;  // keys point into each level's own storage
+};
+
+}  // namespace tessaro::lists
