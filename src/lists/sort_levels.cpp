@@ -123,9 +123,12 @@ int SortLevels::compareText(const Level& level, const Key& a, const Key& b) {
   if (b.tag == Tag::failed) throw level.failures[b.failure];
   // The first value is the one asked to compare itself with the second.
   if (a.tag != Tag::text && a.tag != Tag::sortKey) doesNotAnswer(*a.value, comparisonName(level.comparison));
+  // A string handed something else to compare with asks it for text it
+  // does not have: the same failure, whichever of the two the sort asks.
   if (b.tag != Tag::text && b.tag != Tag::sortKey)
-    throwFailure(FailureKind::compare, "cannot compare a string with a " + std::string(kindName(b.value->kind())) +
-                                           " value by " + std::string(comparisonName(level.comparison)));
+    throwFailure(FailureKind::unrecognizedSelector, "cannot compare a string with a " +
+                                                        std::string(kindName(b.value->kind())) + " value by " +
+                                                        std::string(comparisonName(level.comparison)));
   if (a.tag == Tag::text) return compareUnits({a.text, a.length}, {b.text, b.length});
   int c = compareBytes(a.bytes, a.length, b.bytes, b.length);
   if (c == 0 && level.comparison == Comparison::localizedStandard)
