@@ -1,0 +1,289 @@
+// Sorting large tables and lists of strings, against peers.
+//
+// 1. A table of 1,000,000 rows of three columns (an integer from 0 to 9999,
+//    a word, the row's id) sorted by the integer and then the word, both by
+//    "compare:", against Python's sorted(rows, key=...) and pandas'
+//    sort_values on the same rows (bench/list_sort_peers.py, run as
+//    subprocesses; only their sort and the freeing of its result is timed).
+// 2. 1,000,000 strings sorted by "localizedStandardCompare:" (a table of one
+//    column), against the fastest direct ICU sorts of the same strings: sort
+//    keys with std::stable_sort (the floor), and ucol_strcoll in the
+//    comparator.
+//
+// Every time is the whole cost a caller pays, freeing the result included.
+// Each contender runs several times; the median and the spread (fastest and
+// slowest) are printed, then the ratios of the medians.
+//
+//   list_sort_bench [--repetitions=N] [--python=PATH]
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <unistd.h>
+
+#include <unicode/locid.h>
+#include <unicode/ucol.h>
+
+#include "tessaro/environment.hpp"
+#include "tessaro/krv_forder.hpp"
+#include "tessaro/notation.hpp"
+
+using tessaro::Value;
+
+namespace {
+
+constexpr std::size_t kRows = 1'000'000;
+
+struct Timing {
+  std::vector<double> seconds;
+  double median() const {
+    std::vector<double> s = seconds;
+    std::sort(s.begin(), s.end());
+    return s.size() % 2 ? s[s.size() / 2] : (s[s.size() / 2 - 1] + s[s.size() / 2]) / 2;
+  }
+  double fastest() const { return *std::min_element(seconds.begin(), seconds.end()); }
+  double slowest() const { return *std::max_element(seconds.begin(), seconds.end()); }
+};
+
+double now() {
+  return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+Timing measure(int repetitions, const std::function<void()>& run) {
+  run();  // once untimed: pages touched, ICU data loaded
+  Timing t;
+  for (int i = 0; i < repetitions; ++i) {
+    double start = now();
+    run();
+    t.seconds.push_back(now() - start);
+  }
+  return t;
+}
+
+void report(const char* what, const Timing& t) {
+  std::printf("  %-44s median %8.1f ms   spread %8.1f .. %8.1f ms   (%zu runs)\n", what, t.median() * 1e3,
+              t.fastest() * 1e3, t.slowest() * 1e3, t.seconds.size());
+}
+
+void ratio(const char* what, const Timing& a, const Timing& b) {
+  std::printf("  %-44s %.2fx   (fastest/fastest %.2fx, slowest/slowest %.2fx)\n", what, a.median() / b.median(),
+              a.fastest() / b.fastest(), a.slowest() / b.slowest());
+}
+
+// A fixed pseudo-random sequence, the same on every run.
+struct Sequence {
+  std::uint64_t state = 0x9E3779B97F4A7C15ULL;
+  std::uint64_t next() {
+    state = state * 6364136223846793005ULL + 1442695040888963407ULL;
+    return state >> 33;
+  }
+};
+
+// Words of one to seven syllables, now and then capitalised, accented or
+// with a number in them: names, titles and file names as tables hold them.
+std::u16string word(Sequence& random) {
+  static const char16_t* const syllables[] = {u"ka", u"lo", u"mi", u"ne", u"ru", u"sa", u"to", u"vi", u"zé",
+                                              u"ch", u"an", u"el", u"or", u"us", u"be", u"da", u"fi", u"gö"};
+  std::u16string w;
+  const std::uint64_t n = 1 + random.next() % 7;
+  for (std::uint64_t i = 0; i < n; ++i) w += syllables[random.next() % 18];
+  const std::uint64_t form = random.next() % 8;
+  if (form == 0) w[0] = char16_t(w[0] - 32);  // capitalised
+  if (form == 1) {
+    w += u' ';
+    w += char16_t(u'0' + random.next() % 10);
+    w += char16_t(u'0' + random.next() % 10);
+  }
+  if (form == 2) w = u"file " + std::u16string(1, char16_t(u'1' + random.next() % 9)) + w;
+  return w;
+}
+
+std::string utf8(std::u16string_view s) {
+  std::string out;
+  for (char16_t c : s) {
+    if (c < 0x80) {
+      out += char(c);
+    } else if (c < 0x800) {
+      out += char(0xC0 | (c >> 6));
+      out += char(0x80 | (c & 0x3F));
+    } else {
+      out += char(0xE0 | (c >> 12));
+      out += char(0x80 | ((c >> 6) & 0x3F));
+      out += char(0x80 | (c & 0x3F));
+    }
+  }
+  return out;
+}
+
+std::uint64_t checksum(const std::vector<std::int64_t>& ids) {
+  const std::uint64_t mask = (std::uint64_t(1) << 61) - 1;
+  std::uint64_t total = 0;
+  for (std::size_t i = 0; i < ids.size(); ++i)
+    total = (total + (std::uint64_t(i) + 1) * (std::uint64_t(ids[i]) + 1)) & mask;
+  return total;
+}
+
+struct PeerResult {
+  Timing timing;
+  std::uint64_t order = 0;
+  bool ok = false;
+};
+
+// Runs a Python peer and reads its "time" and "order" lines.
+PeerResult runPeer(const std::string& python, const char* peer, const std::string& table, int repetitions) {
+  PeerResult result;
+  std::string command = python + " " TESSARO_BENCH_DIR "/list_sort_peers.py " + peer + " '" + table + "' " +
+                        std::to_string(repetitions);
+  std::unique_ptr<FILE, int (*)(FILE*)> out(popen(command.c_str(), "r"), pclose);
+  if (!out) return result;
+  char line[256];
+  while (std::fgets(line, sizeof line, out.get())) {
+    double seconds;
+    unsigned long long order;
+    if (std::sscanf(line, "time %lf", &seconds) == 1) result.timing.seconds.push_back(seconds);
+    if (std::sscanf(line, "order %llu", &order) == 1) result.order = order;
+  }
+  result.ok = pclose(out.release()) == 0 && !result.timing.seconds.empty();
+  return result;
+}
+
+// The floor: one ICU sort key per string, then a stable sort of positions
+// by comparing keys as bytes (ICU keys end with their only zero byte).
+std::vector<std::uint32_t> sortKeySort(const UCollator* collator, const std::vector<std::u16string_view>& strings) {
+  std::vector<std::uint8_t> bytes;
+  bytes.reserve(strings.size() * 40);
+  std::vector<std::size_t> at(strings.size());
+  for (std::size_t i = 0; i < strings.size(); ++i) {
+    at[i] = bytes.size();
+    std::size_t room = strings[i].size() * 4 + 16;
+    bytes.resize(at[i] + room);
+    int32_t n = ucol_getSortKey(collator, strings[i].data(), int32_t(strings[i].size()), bytes.data() + at[i],
+                                int32_t(room));
+    if (std::size_t(n) > room) {
+      bytes.resize(at[i] + std::size_t(n));
+      n = ucol_getSortKey(collator, strings[i].data(), int32_t(strings[i].size()), bytes.data() + at[i], n);
+    }
+    bytes.resize(at[i] + std::size_t(n));
+  }
+  std::vector<std::uint32_t> order(strings.size());
+  for (std::uint32_t i = 0; i < order.size(); ++i) order[i] = i;
+  const std::uint8_t* base = bytes.data();
+  std::stable_sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
+    return std::strcmp(reinterpret_cast<const char*>(base + at[a]), reinterpret_cast<const char*>(base + at[b])) < 0;
+  });
+  return order;
+}
+
+std::vector<std::uint32_t> strcollSort(const UCollator* collator, const std::vector<std::u16string_view>& strings) {
+  std::vector<std::uint32_t> order(strings.size());
+  for (std::uint32_t i = 0; i < order.size(); ++i) order[i] = i;
+  std::stable_sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
+    return ucol_strcoll(collator, strings[a].data(), int32_t(strings[a].size()), strings[b].data(),
+                        int32_t(strings[b].size())) == UCOL_LESS;
+  });
+  return order;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  int repetitions = 7;
+  std::string python = "python3";
+  for (int i = 1; i < argc; ++i) {
+    if (std::strncmp(argv[i], "--repetitions=", 14) == 0) repetitions = std::max(1, std::atoi(argv[i] + 14));
+    if (std::strncmp(argv[i], "--python=", 9) == 0) python = argv[i] + 9;
+  }
+  // Collation follows the environment's locale; without one, English.
+  if (!std::getenv("LC_ALL") && !std::getenv("LANG")) setenv("LANG", "en_US.UTF-8", 1);
+  tessaro::reloadEnvironmentDefaults();
+  std::printf("locale %s, %d runs each\n", icu::Locale::getDefault().getName(), repetitions);
+
+  // --- The table --------------------------------------------------------------
+  Sequence random;
+  std::vector<Value> rows;
+  rows.reserve(kRows);
+  const auto dir = std::filesystem::temp_directory_path() / ("tessaro-list-bench-" + std::to_string(getpid()));
+  std::filesystem::create_directories(dir);
+  const std::string tsv = (dir / "table.tsv").string();
+  {
+    std::ofstream out(tsv);
+    for (std::size_t i = 0; i < kRows; ++i) {
+      const std::int64_t n = std::int64_t(random.next() % 10000);
+      std::u16string w = word(random);
+      out << n << '\t' << utf8(w) << '\t' << i << '\n';
+      rows.push_back(Value::list({Value::integer(n), Value::string(w), Value::integer(std::int64_t(i))}));
+    }
+  }
+  const Value table = Value::list(std::move(rows));
+  const Value byNumberThenWord = tessaro::readNotation("[0, 1]");
+  const Value ascending = tessaro::readNotation("[true]");
+  const Value naturalOrder = tessaro::readNotation(R"(["compare:"])");
+
+  std::printf("\n== 1,000,000 rows by an integer column, then a string column (\"compare:\")\n");
+  std::uint64_t ours = 0;
+  Timing tessaroTable = measure(repetitions, [&] {
+    Value sorted = tessaro::KRVForder::subarraysIn_sortedByIndexes_ascending_sortTypes_error_(
+        table, byNumberThenWord, ascending, naturalOrder, nullptr);
+    if (!ours) {
+      std::vector<std::int64_t> ids;
+      for (const Value& row : sorted.asList()) ids.push_back(row.asList()[2].asInteger());
+      ours = checksum(ids);
+    }
+  });
+  report("tessaro subarraysIn:sortedByIndexes:...", tessaroTable);
+  PeerResult sortedPeer = runPeer(python, "sorted", tsv, repetitions);
+  PeerResult pandasPeer = runPeer(python, "pandas", tsv, repetitions);
+  if (sortedPeer.ok) report("python sorted(rows, key=...)", sortedPeer.timing);
+  if (pandasPeer.ok) report("pandas sort_values", pandasPeer.timing);
+  for (const PeerResult* peer : {&sortedPeer, &pandasPeer})
+    if (peer->ok && peer->order != ours) std::printf("  !! a peer sorted the rows into another order\n");
+  if (sortedPeer.ok) ratio("python sorted / tessaro", sortedPeer.timing, tessaroTable);
+  if (pandasPeer.ok) ratio("pandas sort_values / tessaro", pandasPeer.timing, tessaroTable);
+  if (!sortedPeer.ok || !pandasPeer.ok) std::printf("  (a Python peer did not run: is python3-pandas installed?)\n");
+  std::filesystem::remove_all(dir);
+
+  // --- The strings ---------------------------------------------------------------
+  std::vector<Value> wordRows;
+  std::vector<std::u16string_view> words;
+  wordRows.reserve(kRows);
+  for (const Value& row : table.asList()) wordRows.push_back(Value::list({row.asList()[1]}));
+  const Value wordTable = Value::list(std::move(wordRows));
+  for (const Value& row : wordTable.asList()) words.push_back(row.asList()[0].asString());
+  const Value standard = tessaro::readNotation(R"(["localizedStandardCompare:"])");
+  const Value firstColumn = tessaro::readNotation("[0]");
+
+  std::printf("\n== 1,000,000 strings by \"localizedStandardCompare:\"\n");
+  Timing tessaroWords = measure(repetitions, [&] {
+    Value sorted = tessaro::KRVForder::subarraysIn_sortedByIndexes_ascending_sortTypes_error_(
+        wordTable, firstColumn, ascending, standard, nullptr);
+  });
+  report("tessaro subarraysIn:sortedByIndexes:...", tessaroWords);
+
+  UErrorCode status = U_ZERO_ERROR;
+  UCollator* collator = ucol_open(icu::Locale::getDefault().getName(), &status);
+  ucol_setAttribute(collator, UCOL_NUMERIC_COLLATION, UCOL_ON, &status);
+  ucol_setAttribute(collator, UCOL_STRENGTH, UCOL_TERTIARY, &status);
+  if (U_FAILURE(status)) {
+    std::printf("no collator: %s\n", u_errorName(status));
+    return 1;
+  }
+  Timing floor = measure(repetitions, [&] { sortKeySort(collator, words); });
+  report("ICU sort keys + std::stable_sort (floor)", floor);
+  // Per-comparison collation is far slower on a million strings; three runs
+  // show it.
+  Timing strcoll = measure(std::min(repetitions, 3), [&] { strcollSort(collator, words); });
+  report("ICU ucol_strcoll in std::stable_sort", strcoll);
+  ucol_close(collator);
+  ratio("tessaro / floor", tessaroWords, floor);
+  ratio("ucol_strcoll / floor", strcoll, floor);
+  return 0;
+}
