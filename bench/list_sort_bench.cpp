@@ -14,7 +14,7 @@
 // Each contender runs several times; the median and the spread (fastest and
 // slowest) are printed, then the ratios of the medians.
 //
-//   list_sort_bench [--repetitions=N] [--python=PATH]
+//   list_sort_bench [--repetitions=N] [--python=PATH]   (default /usr/bin/python3)
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
@@ -156,30 +156,49 @@ PeerResult runPeer(const std::string& python, const char* peer, const std::strin
   return result;
 }
 
-// The floor: one ICU sort key per string, then a stable sort of positions
-// by comparing keys as bytes (ICU keys end with their only zero byte).
+// The floor: one ICU sort key per string, written one after another into
+// one buffer (grown without clearing), then a stable sort of (first eight
+// key bytes, position, where the key starts) entries that compares whole
+// keys only when those bytes are equal (ICU keys end with their only zero
+// byte).
 std::vector<std::uint32_t> sortKeySort(const UCollator* collator, const std::vector<std::u16string_view>& strings) {
-  std::vector<std::uint8_t> bytes;
-  bytes.reserve(strings.size() * 40);
-  std::vector<std::size_t> at(strings.size());
+  std::size_t room = strings.size() * 32, used = 0;
+  std::unique_ptr<std::uint8_t[]> bytes(new std::uint8_t[room]);
+  struct Entry {
+    std::uint64_t prefix;
+    std::uint32_t position;
+    std::uint32_t at;
+  };
+  std::vector<Entry> entries(strings.size());
   for (std::size_t i = 0; i < strings.size(); ++i) {
-    at[i] = bytes.size();
-    std::size_t room = strings[i].size() * 4 + 16;
-    bytes.resize(at[i] + room);
-    int32_t n = ucol_getSortKey(collator, strings[i].data(), int32_t(strings[i].size()), bytes.data() + at[i],
-                                int32_t(room));
-    if (std::size_t(n) > room) {
-      bytes.resize(at[i] + std::size_t(n));
-      n = ucol_getSortKey(collator, strings[i].data(), int32_t(strings[i].size()), bytes.data() + at[i], n);
+    const std::size_t most = strings[i].size() * 4 + 16;
+    for (std::size_t need = most;;) {
+      if (used + need > room) {
+        std::size_t grown = std::max(room * 2, used + need);
+        std::unique_ptr<std::uint8_t[]> larger(new std::uint8_t[grown]);
+        std::memcpy(larger.get(), bytes.get(), used);
+        bytes = std::move(larger);
+        room = grown;
+      }
+      int32_t n = ucol_getSortKey(collator, strings[i].data(), int32_t(strings[i].size()), bytes.get() + used,
+                                  int32_t(need));
+      if (std::size_t(n) <= need) {
+        std::uint64_t prefix = 0;
+        for (int k = 0; k < 8; ++k) prefix = prefix << 8 | (k < n ? bytes[used + std::size_t(k)] : 0);
+        entries[i] = {prefix, std::uint32_t(i), std::uint32_t(used)};
+        used += std::size_t(n);
+        break;
+      }
+      need = std::size_t(n);
     }
-    bytes.resize(at[i] + std::size_t(n));
   }
-  std::vector<std::uint32_t> order(strings.size());
-  for (std::uint32_t i = 0; i < order.size(); ++i) order[i] = i;
-  const std::uint8_t* base = bytes.data();
-  std::stable_sort(order.begin(), order.end(), [&](std::uint32_t a, std::uint32_t b) {
-    return std::strcmp(reinterpret_cast<const char*>(base + at[a]), reinterpret_cast<const char*>(base + at[b])) < 0;
+  const std::uint8_t* base = bytes.get();
+  std::stable_sort(entries.begin(), entries.end(), [&](const Entry& a, const Entry& b) {
+    if (a.prefix != b.prefix) return a.prefix < b.prefix;
+    return std::strcmp(reinterpret_cast<const char*>(base + a.at), reinterpret_cast<const char*>(base + b.at)) < 0;
   });
+  std::vector<std::uint32_t> order(strings.size());
+  for (std::size_t i = 0; i < order.size(); ++i) order[i] = entries[i].position;
   return order;
 }
 
@@ -197,13 +216,19 @@ std::vector<std::uint32_t> strcollSort(const UCollator* collator, const std::vec
 
 int main(int argc, char** argv) {
   int repetitions = 7;
-  std::string python = "python3";
+  // Debian's interpreter, the one its python3-pandas is installed for.
+  std::string python = std::filesystem::exists("/usr/bin/python3") ? "/usr/bin/python3" : "python3";
   for (int i = 1; i < argc; ++i) {
     if (std::strncmp(argv[i], "--repetitions=", 14) == 0) repetitions = std::max(1, std::atoi(argv[i] + 14));
     if (std::strncmp(argv[i], "--python=", 9) == 0) python = argv[i] + 9;
   }
-  // Collation follows the environment's locale; without one, English.
-  if (!std::getenv("LC_ALL") && !std::getenv("LANG")) setenv("LANG", "en_US.UTF-8", 1);
+  // Collation follows the environment's locale; without one (or with the
+  // C locale, whose collation is code point order), English.
+  const char* lang = std::getenv("LC_ALL") && *std::getenv("LC_ALL") ? std::getenv("LC_ALL") : std::getenv("LANG");
+  if (!lang || !*lang || lang[0] == 'C' || std::strncmp(lang, "POSIX", 5) == 0) {
+    unsetenv("LC_ALL");
+    setenv("LANG", "en_US.UTF-8", 1);
+  }
   tessaro::reloadEnvironmentDefaults();
   std::printf("locale %s, %d runs each\n", icu::Locale::getDefault().getName(), repetitions);
 

@@ -19,30 +19,84 @@ int compareUnits(std::u16string_view a, std::u16string_view b) noexcept {
   return a.size() < b.size() ? -1 : a.size() > b.size() ? 1 : 0;
 }
 
-// ICU sort keys compare as byte strings.
-int compareBytes(const std::uint8_t* a, std::size_t na, const std::uint8_t* b, std::size_t nb) noexcept {
-  int c = std::memcmp(a, b, std::min(na, nb));
-  if (c != 0) return sign(c);
-  return na < nb ? -1 : na > nb ? 1 : 0;
+// Sort keys are byte strings that end at their only zero byte.
+int compareKeys(const std::uint8_t* a, const std::uint8_t* b) noexcept {
+  return sign(std::strcmp(reinterpret_cast<const char*>(a), reinterpret_cast<const char*>(b)));
 }
 
-// Appends the collator's sort key of `text` to `bytes`; returns its length.
-std::uint32_t appendSortKey(const UCollator* collator, std::u16string_view text, std::vector<std::uint8_t>& bytes) {
-  const std::size_t at = bytes.size();
-  // Most keys fit in this; a longer one is asked for again at its length.
-  std::size_t room = text.size() * 4 + 16;
-  if (bytes.capacity() < at + room) bytes.reserve(std::max(bytes.capacity() * 2, at + room));
-  bytes.resize(at + room);
-  int32_t n = ucol_getSortKey(collator, text.data(), int32_t(text.size()), bytes.data() + at, int32_t(room));
-  if (std::size_t(n) > room) {
-    bytes.resize(at + std::size_t(n));
-    n = ucol_getSortKey(collator, text.data(), int32_t(text.size()), bytes.data() + at, n);
-  }
-  bytes.resize(at + std::size_t(n));
-  return std::uint32_t(n);
+// Order-preserving prefixes: the integer with its sign bit flipped, the
+// first four code units, the first eight sort-key bytes; short texts and keys
+// are padded with zeros, which sort before anything they could be cut from.
+std::uint64_t integerPrefix(std::int64_t i) noexcept { return std::uint64_t(i) ^ (std::uint64_t(1) << 63); }
+
+std::uint64_t textPrefix(const char16_t* text, std::size_t length) noexcept {
+  std::uint64_t p = 0;
+  for (std::size_t k = 0; k < 4; ++k) p = p << 16 | (k < length ? text[k] : 0);
+  return p;
+}
+
+std::uint64_t bytesPrefix(const std::uint8_t* bytes, std::size_t length) noexcept {
+  std::uint64_t p = 0;
+  for (std::size_t k = 0; k < 8; ++k) p = p << 8 | (k < length ? bytes[k] : 0);
+  return p;
 }
 
 }  // namespace
+
+// Appends the collator's sort key of `text` to the level's key bytes (grown
+// without being cleared first: every byte is written before it is read) and
+// returns its length.
+std::uint32_t SortLevels::Level::appendSortKey(const UCollator* collator, std::u16string_view text) {
+  auto ensure = [this](std::size_t room) {
+    if (sortKeyBytes + room <= sortKeyRoom) return;
+    // Room for a typical key per item at once: pages that are never
+    // written are never touched.
+    std::size_t grown = std::max({sortKeyRoom * 2, sortKeyBytes + room, keys.size() * 64});
+    std::unique_ptr<std::uint8_t[]> larger(new std::uint8_t[grown]);
+    if (sortKeyBytes) std::memcpy(larger.get(), sortKeys.get(), sortKeyBytes);
+    sortKeys = std::move(larger);
+    sortKeyRoom = grown;
+  };
+  // Most keys fit in this; a longer one is asked for again at its length.
+  // The standard comparison's further level takes three bytes a unit and a
+  // terminator more.
+  const std::size_t extra = comparison == Comparison::localizedStandard ? text.size() * 3 + 1 : 0;
+  std::size_t room = text.size() * 4 + 16;
+  ensure(room + extra);
+  int32_t n = ucol_getSortKey(collator, text.data(), int32_t(text.size()), sortKeys.get() + sortKeyBytes, int32_t(room));
+  if (std::size_t(n) > room) {
+    room = std::size_t(n);
+    ensure(room + extra);
+    n = ucol_getSortKey(collator, text.data(), int32_t(text.size()), sortKeys.get() + sortKeyBytes, n);
+  }
+  if (n <= 0) {  // the collator failed: an empty key
+    sortKeys[sortKeyBytes] = 0;
+    n = 1;
+  }
+  if (comparison != Comparison::localizedStandard) {
+    sortKeyBytes += std::size_t(n);
+    return std::uint32_t(n);
+  }
+  // The fixed final ordering: the code units themselves, as a further level
+  // of the key. The collator's terminating zero becomes a level separator
+  // (1, below every weight byte, as ICU's own separators are) and each unit
+  // follows as three bytes of 7, 7 and 2 bits plus one, so that no byte is
+  // zero and the key still ends at its only zero byte. The units are reached
+  // only when two collator keys are equal, so the keys compare as byte
+  // strings with no tie-break of their own.
+  const std::size_t icuPart = std::size_t(n) - 1;
+  std::uint8_t* out = sortKeys.get() + sortKeyBytes + icuPart;
+  *out++ = 1;
+  for (char16_t unit : text) {
+    *out++ = std::uint8_t((unit >> 9) + 1);
+    *out++ = std::uint8_t(((unit >> 2) & 0x7F) + 1);
+    *out++ = std::uint8_t((unit & 0x3) + 1);
+  }
+  *out++ = 0;
+  const std::size_t length = std::size_t(out - (sortKeys.get() + sortKeyBytes));
+  sortKeyBytes += length;
+  return std::uint32_t(length);
+}
 
 void SortLevels::add(Comparison comparison, bool ascending, const ValueOf& valueOf, bool noValueFirst) {
   auto level = std::make_unique<Level>();
@@ -51,58 +105,65 @@ void SortLevels::add(Comparison comparison, bool ascending, const ValueOf& value
   level->noValueFirst = noValueFirst;
   level->keys.resize(count_);
   Collator collator;
-  // Offsets into the folded text or the sort keys until both are complete;
-  // pointers are set at the end, when the storage no longer moves.
-  std::vector<std::size_t> offsets;
+  // Keys into the folded text or the sort keys hold their offsets until the
+  // storage is complete and no longer moves; then they get their pointers.
+  bool anyOffsets = false;
 
+  bool uniform = true;
   for (std::size_t i = 0; i < count_; ++i) {
     Key& key = level->keys[i];
-    const Value* v;
+    const Value* v = nullptr;
     try {
       v = valueOf(i, level->kept);
     } catch (const HostFailure& failure) {
       key.tag = Tag::failed;
       key.failure = level->failures.size();
       level->failures.push_back(failure);
-      continue;
     }
-    key.value = v;
-    if (v->isNothing()) {
-      key.tag = Tag::nothing;
-      continue;
-    }
-    if (comparison == Comparison::natural) {
-      if (v->kind() == ValueKind::integer || v->kind() == ValueKind::boolean) {
-        key.tag = Tag::integer;
-        key.integer = v->integerValue();
+    if (key.tag != Tag::failed) {
+      key.value = v;
+      if (v->isNothing()) {
+        key.tag = Tag::nothing;
+      } else if (comparison == Comparison::natural) {
+        if (v->kind() == ValueKind::integer || v->kind() == ValueKind::boolean) {
+          key.tag = Tag::integer;
+          key.integer = v->integerValue();
+          key.prefix = integerPrefix(key.integer);
+        } else if (v->isString()) {
+          key.tag = Tag::text;
+          key.text = v->asString().data();
+          key.length = std::uint32_t(v->asString().size());
+          key.prefix = textPrefix(key.text, key.length);
+        }
       } else if (v->isString()) {
-        key.tag = Tag::text;
-        key.text = v->asString().data();
-        key.length = std::uint32_t(v->asString().size());
+        anyOffsets = true;
+        if (comparison == Comparison::caseInsensitive) {
+          const std::size_t at = level->folded.size();
+          appendCaseFolded(v->asString(), level->folded);
+          key.tag = Tag::text;
+          key.integer = std::int64_t(at);
+          key.length = std::uint32_t(level->folded.size() - at);
+          key.prefix = textPrefix(level->folded.data() + at, key.length);
+        } else {
+          if (!collator) collator = openCollator(comparison);
+          const std::size_t at = level->sortKeyBytes;
+          key.tag = Tag::sortKey;
+          key.integer = std::int64_t(at);
+          key.length = level->appendSortKey(collator.get(), v->asString());
+          key.prefix = bytesPrefix(level->sortKeys.get() + at, key.length);
+        }
       }
-      continue;
     }
-    if (!v->isString()) continue;  // compared only to fail
-    if (offsets.empty()) offsets.resize(count_);
-    if (comparison == Comparison::caseInsensitive) {
-      offsets[i] = level->folded.size();
-      appendCaseFolded(v->asString(), level->folded);
-      key.tag = Tag::text;
-      key.length = std::uint32_t(level->folded.size() - offsets[i]);
-    } else {
-      if (!collator) collator = openCollator(comparison);
-      offsets[i] = level->sortKeys.size();
-      key.tag = Tag::sortKey;
-      key.length = appendSortKey(collator.get(), v->asString(), level->sortKeys);
-    }
+    uniform = uniform && key.tag == level->keys[0].tag;
   }
-  if (!offsets.empty()) {
-    for (std::size_t i = 0; i < count_; ++i) {
-      Key& key = level->keys[i];
+  if (count_ && uniform) level->uniformTag = level->keys[0].tag;
+  if (anyOffsets) {
+    for (Key& key : level->keys) {
+      const std::size_t at = std::size_t(key.integer);
       if (comparison == Comparison::caseInsensitive && key.tag == Tag::text)
-        key.text = level->folded.data() + offsets[i];
+        key.text = level->folded.data() + at;
       else if (key.tag == Tag::sortKey)
-        key.bytes = level->sortKeys.data() + offsets[i];
+        key.bytes = level->sortKeys.get() + at;
     }
   }
   levels_.push_back(std::move(level));
@@ -110,7 +171,10 @@ void SortLevels::add(Comparison comparison, bool ascending, const ValueOf& value
 
 int SortLevels::compareNatural(const Level& level, const Key& a, const Key& b) {
   if (a.tag == Tag::integer && b.tag == Tag::integer) return a.integer < b.integer ? -1 : a.integer > b.integer ? 1 : 0;
-  if (a.tag == Tag::text && b.tag == Tag::text) return compareUnits({a.text, a.length}, {b.text, b.length});
+  if (a.tag == Tag::text && b.tag == Tag::text) {
+    if (a.prefix != b.prefix) return a.prefix < b.prefix ? -1 : 1;
+    return compareUnits({a.text, a.length}, {b.text, b.length});
+  }
   if (a.tag == Tag::failed) throw level.failures[a.failure];
   if (b.tag == Tag::failed) throw level.failures[b.failure];
   if (level.noValueFirst && (a.tag == Tag::nothing || b.tag == Tag::nothing))
@@ -129,11 +193,9 @@ int SortLevels::compareText(const Level& level, const Key& a, const Key& b) {
     throwFailure(FailureKind::unrecognizedSelector, "cannot compare a string with a " +
                                                         std::string(kindName(b.value->kind())) + " value by " +
                                                         std::string(comparisonName(level.comparison)));
+  if (a.prefix != b.prefix) return a.prefix < b.prefix ? -1 : 1;
   if (a.tag == Tag::text) return compareUnits({a.text, a.length}, {b.text, b.length});
-  int c = compareBytes(a.bytes, a.length, b.bytes, b.length);
-  if (c == 0 && level.comparison == Comparison::localizedStandard)
-    c = compareUnits(a.value->asString(), b.value->asString());
-  return c;
+  return compareKeys(a.bytes, b.bytes);
 }
 
 int SortLevels::compareAt(const Level& level, std::uint32_t a, std::uint32_t b) const {
@@ -142,19 +204,81 @@ int SortLevels::compareAt(const Level& level, std::uint32_t a, std::uint32_t b) 
   return level.ascending ? c : -c;
 }
 
+bool SortLevels::less(std::size_t first, std::uint32_t a, std::uint32_t b) const {
+  for (std::size_t l = first; l < levels_.size(); ++l) {
+    int c = compareAt(*levels_[l], a, b);
+    if (c != 0) return c < 0;
+  }
+  return false;
+}
+
 std::vector<std::uint32_t> SortLevels::order() const {
   if (count_ > std::numeric_limits<std::uint32_t>::max())
     throwFailure(FailureKind::invalidArgument, "too many items to sort");
   std::vector<std::uint32_t> positions(count_);
   std::iota(positions.begin(), positions.end(), std::uint32_t(0));
   if (levels_.empty()) return positions;
-  std::stable_sort(positions.begin(), positions.end(), [this](std::uint32_t a, std::uint32_t b) {
-    for (const auto& level : levels_) {
-      int c = compareAt(*level, a, b);
-      if (c != 0) return c < 0;
-    }
-    return false;
-  });
+
+  const Level& first = *levels_[0];
+  if (first.uniformTag != Tag::integer && first.uniformTag != Tag::text && first.uniformTag != Tag::sortKey) {
+    std::stable_sort(positions.begin(), positions.end(),
+                     [this](std::uint32_t a, std::uint32_t b) { return less(0, a, b); });
+    return positions;
+  }
+  // Pairs of the first level's prefix and the position sort without
+  // reaching for the keys until two prefixes are equal. A descending level
+  // inverts its prefixes. An integer's prefix is the whole key, so equal
+  // prefixes go straight on to the next level.
+  struct Entry {
+    std::uint64_t prefix;
+    std::uint32_t position;
+    std::uint32_t offset;  // of the sort key, for sort keys
+  };
+  std::vector<Entry> entries(count_);
+  for (std::uint32_t i = 0; i < count_; ++i)
+    entries[i] = {first.ascending ? first.keys[i].prefix : ~first.keys[i].prefix, i, 0};
+  // Keys of one tag cannot fail to compare, so the first level's own
+  // comparison is made here directly.
+  const Key* keys = first.keys.data();
+  const bool more = levels_.size() > 1;
+  const int direction = first.ascending ? 1 : -1;
+  auto restOf = [&](std::uint32_t a, std::uint32_t b, int c) {
+    if (c != 0) return c * direction < 0;
+    return more && less(1, a, b);
+  };
+  switch (first.uniformTag) {
+    case Tag::integer:
+      std::stable_sort(entries.begin(), entries.end(), [&](const Entry& a, const Entry& b) {
+        if (a.prefix != b.prefix) return a.prefix < b.prefix;
+        return more && less(1, a.position, b.position);
+      });
+      break;
+    case Tag::text:
+      std::stable_sort(entries.begin(), entries.end(), [&](const Entry& a, const Entry& b) {
+        if (a.prefix != b.prefix) return a.prefix < b.prefix;
+        const Key &ka = keys[a.position], &kb = keys[b.position];
+        return restOf(a.position, b.position, compareUnits({ka.text, ka.length}, {kb.text, kb.length}));
+      });
+      break;
+    default:
+      // Sort keys: each entry also carries where its key starts, so equal
+      // prefixes go to the key bytes without a look at the keys.
+      if (first.sortKeyBytes <= std::numeric_limits<std::uint32_t>::max()) {
+        const std::uint8_t* base = first.sortKeys.get();
+        for (Entry& e : entries) e.offset = std::uint32_t(keys[e.position].bytes - base);
+        std::stable_sort(entries.begin(), entries.end(), [&](const Entry& a, const Entry& b) {
+          if (a.prefix != b.prefix) return a.prefix < b.prefix;
+          return restOf(a.position, b.position, compareKeys(base + a.offset, base + b.offset));
+        });
+      } else {
+        std::stable_sort(entries.begin(), entries.end(), [&](const Entry& a, const Entry& b) {
+          if (a.prefix != b.prefix) return a.prefix < b.prefix;
+          return restOf(a.position, b.position, compareKeys(keys[a.position].bytes, keys[b.position].bytes));
+        });
+      }
+      break;
+  }
+  for (std::size_t i = 0; i < count_; ++i) positions[i] = entries[i].position;
   return positions;
 }
 

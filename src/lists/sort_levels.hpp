@@ -6,9 +6,14 @@
 // turns it into a key that compares cheaply: integers and strings are held
 // directly, the locale-aware comparisons keep one ICU sort key per item and
 // the case-insensitive one a case-folded copy, so no text is converted per
-// comparison. A value that could not be read (its key lookup or column
-// access failed), or two values the comparison cannot order, fail only when
-// the sort actually compares them, as a comparison made on demand would.
+// comparison. Every key also carries an order-preserving 64-bit prefix (the
+// integer itself, or the first code units or sort-key bytes), so most
+// comparisons are decided without leaving the key; when the first level's
+// keys are all of one sort, the sort moves (prefix, position) pairs and
+// reaches for the keys only when two prefixes are equal. A value that could
+// not be read (its key lookup or column access failed), or two values the
+// comparison cannot order, fail only when the sort actually compares them,
+// as a comparison made on demand would.
 #pragma once
 
 #include <cstdint>
@@ -49,10 +54,11 @@ class SortLevels {
     const Value* value = nullptr;  // the compared value (null when it failed)
     union {
       std::int64_t integer;
-      const char16_t* text;   // a string's code units, or its case-folded copy
+      const char16_t* text;       // a string's code units, or its case-folded copy
       const std::uint8_t* bytes;  // an ICU sort key
-      std::size_t failure;    // index into failures
+      std::size_t failure;        // index into failures
     };
+    std::uint64_t prefix = 0;  // orders like the key wherever two prefixes differ
     std::uint32_t length = 0;
     Tag tag = Tag::other;
     Key() : integer(0) {}
@@ -61,14 +67,23 @@ class SortLevels {
     Comparison comparison = Comparison::natural;
     bool ascending = true;
     bool noValueFirst = false;
+    // Every key has this one tag, so prefixes of any two keys compare;
+    // Tag::other when the tags are mixed.
+    Tag uniformTag = Tag::other;
     std::vector<Key> keys;
     std::deque<Value> kept;
     std::u16string folded;
-    std::vector<std::uint8_t> sortKeys;
+    std::unique_ptr<std::uint8_t[]> sortKeys;
+    std::size_t sortKeyBytes = 0, sortKeyRoom = 0;
     std::vector<HostFailure> failures;
+
+    // Appends a key to sortKeys and returns its length; see sort_levels.cpp.
+    std::uint32_t appendSortKey(const UCollator* collator, std::u16string_view text);
   };
 
   int compareAt(const Level& level, std::uint32_t a, std::uint32_t b) const;
+  // The levels from `first` on, in order, for two items.
+  bool less(std::size_t first, std::uint32_t a, std::uint32_t b) const;
   static int compareNatural(const Level& level, const Key& a, const Key& b);
   static int compareText(const Level& level, const Key& a, const Key& b);
 

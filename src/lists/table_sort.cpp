@@ -82,10 +82,7 @@ Value KRVForder::subarraysIn_sortedByIndexes_ascending_sortTypes_sortKeys_error_
     levels.add(comparison, directions[i].boolValue(), valueOf);
   }
 
-  std::vector<Value> sorted;
-  sorted.reserve(rows.size());
-  for (std::uint32_t at : levels.order()) sorted.push_back(rows[at]);
-  return Value::list(std::move(sorted));
+  return lists::itemsInOrder(rows, levels.order());
 }
 
 Value KRVForder::subarraysIn_sortedByIndexes_ascending_sortTypes_error_(const Value& table, const Value& indexes,
