@@ -69,6 +69,20 @@ Timing measure(int repetitions, const std::function<void()>& run) {
   return t;
 }
 
+// Runs the contenders by turns, so that a change in the machine's load
+// falls on all of them alike.
+std::vector<Timing> measureByTurns(int repetitions, const std::vector<std::function<void()>>& runs) {
+  for (const auto& run : runs) run();  // once untimed each
+  std::vector<Timing> timings(runs.size());
+  for (int i = 0; i < repetitions; ++i)
+    for (std::size_t r = 0; r < runs.size(); ++r) {
+      double start = now();
+      runs[r]();
+      timings[r].seconds.push_back(now() - start);
+    }
+  return timings;
+}
+
 void report(const char* what, const Timing& t) {
   std::printf("  %-44s median %8.1f ms   spread %8.1f .. %8.1f ms   (%zu runs)\n", what, t.median() * 1e3,
               t.fastest() * 1e3, t.slowest() * 1e3, t.seconds.size());
@@ -287,12 +301,6 @@ int main(int argc, char** argv) {
   const Value firstColumn = tessaro::readNotation("[0]");
 
   std::printf("\n== 1,000,000 strings by \"localizedStandardCompare:\"\n");
-  Timing tessaroWords = measure(repetitions, [&] {
-    Value sorted = tessaro::KRVForder::subarraysIn_sortedByIndexes_ascending_sortTypes_error_(
-        wordTable, firstColumn, ascending, standard, nullptr);
-  });
-  report("tessaro subarraysIn:sortedByIndexes:...", tessaroWords);
-
   UErrorCode status = U_ZERO_ERROR;
   UCollator* collator = ucol_open(icu::Locale::getDefault().getName(), &status);
   ucol_setAttribute(collator, UCOL_NUMERIC_COLLATION, UCOL_ON, &status);
@@ -301,7 +309,28 @@ int main(int argc, char** argv) {
     std::printf("no collator: %s\n", u_errorName(status));
     return 1;
   }
-  Timing floor = measure(repetitions, [&] { sortKeySort(collator, words); });
+  std::vector<Timing> byTurns = measureByTurns(
+      repetitions, {[&] {
+                      Value sorted = tessaro::KRVForder::subarraysIn_sortedByIndexes_ascending_sortTypes_error_(
+                          wordTable, firstColumn, ascending, standard, nullptr);
+                    },
+                    [&] { sortKeySort(collator, words); }});
+  {
+    // The command's order must be one the floor's collator agrees with.
+    Value sorted = tessaro::KRVForder::subarraysIn_sortedByIndexes_ascending_sortTypes_error_(
+        wordTable, firstColumn, ascending, standard, nullptr);
+    std::span<const Value> rows = sorted.asList();
+    for (std::size_t i = 1; i < rows.size(); ++i) {
+      auto a = rows[i - 1].asList()[0].asString(), b = rows[i].asList()[0].asString();
+      if (ucol_strcoll(collator, a.data(), int32_t(a.size()), b.data(), int32_t(b.size())) == UCOL_GREATER) {
+        std::printf("  !! rows %zu and %zu are out of the collator's order\n", i - 1, i);
+        break;
+      }
+    }
+  }
+  const Timing& tessaroWords = byTurns[0];
+  const Timing& floor = byTurns[1];
+  report("tessaro subarraysIn:sortedByIndexes:...", tessaroWords);
   report("ICU sort keys + std::stable_sort (floor)", floor);
   // Per-comparison collation is far slower on a million strings; three runs
   // show it.

@@ -31,17 +31,19 @@ inline const Value& itemAt(std::span<const Value> items, std::uint64_t index) {
 inline Value listOf(std::vector<Value>&& items) { return Value::list(std::move(items)); }
 
 // The items at `order`, in that order: a new list sharing them. A sorted
-// order visits the items' bodies at random, and each copy touches its item's
-// reference count, so the bodies are fetched some steps ahead.
-inline Value itemsInOrder(std::span<const Value> items, const std::vector<std::uint32_t>& order) {
-  constexpr std::size_t kAhead = 16;
+// order visits the items at random, and each copy updates its item's
+// reference count, which sits beside `bodies[i]`, an address inside item i's
+// shared body (the first of a list's items, say); those are fetched some
+// steps ahead, so that the updates do not wait on memory one after another.
+inline Value itemsInOrder(std::span<const Value> items, const std::vector<std::uint32_t>& order,
+                          const std::vector<const void*>& bodies) {
+  constexpr std::size_t kAhead = 12;
   std::vector<Value> out;
   out.reserve(order.size());
   for (std::size_t i = 0; i < order.size(); ++i) {
-    if (i + kAhead < order.size()) __builtin_prefetch(&items[order[i + kAhead]]);
-    if (i + kAhead / 2 < order.size()) {
-      const Value& soon = items[order[i + kAhead / 2]];
-      if (soon.isList()) __builtin_prefetch(soon.asList().data());
+    if (i + kAhead < order.size()) {
+      __builtin_prefetch(&items[order[i + kAhead]]);
+      __builtin_prefetch(bodies[order[i + kAhead]]);
     }
     out.push_back(items[order[i]]);
   }

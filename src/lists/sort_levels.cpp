@@ -41,6 +41,19 @@ std::uint64_t bytesPrefix(const std::uint8_t* bytes, std::size_t length) noexcep
   return p;
 }
 
+// Text that the standard comparison's collator tells apart from every other
+// such text at tertiary strength: printable Latin-1 without digits (which
+// compare by numeric value, so "02" and "2" are alike) and without the
+// ignorable soft hyphen. Only such text goes without the further level of
+// code units.
+bool isPlain(std::u16string_view text) noexcept {
+  for (char16_t c : text) {
+    const bool printable = (c >= 0x20 && c <= 0x7E) || (c >= 0xA0 && c <= 0xFF);
+    if (!printable || (c >= u'0' && c <= u'9') || c == 0xAD) return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 // Appends the collator's sort key of `text` to the level's key bytes (grown
@@ -73,7 +86,7 @@ std::uint32_t SortLevels::Level::appendSortKey(const UCollator* collator, std::u
     sortKeys[sortKeyBytes] = 0;
     n = 1;
   }
-  if (comparison != Comparison::localizedStandard) {
+  if (comparison != Comparison::localizedStandard || isPlain(text)) {
     sortKeyBytes += std::size_t(n);
     return std::uint32_t(n);
   }
@@ -83,7 +96,9 @@ std::uint32_t SortLevels::Level::appendSortKey(const UCollator* collator, std::u
   // follows as three bytes of 7, 7 and 2 bits plus one, so that no byte is
   // zero and the key still ends at its only zero byte. The units are reached
   // only when two collator keys are equal, so the keys compare as byte
-  // strings with no tie-break of their own.
+  // strings with no tie-break of their own. A plain string has no such
+  // level: no other plain string has its collator key, and its key ends
+  // before the others' further level, so it comes first among them.
   const std::size_t icuPart = std::size_t(n) - 1;
   std::uint8_t* out = sortKeys.get() + sortKeyBytes + icuPart;
   *out++ = 1;

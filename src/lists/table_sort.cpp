@@ -38,8 +38,11 @@ Value KRVForder::subarraysIn_sortedByIndexes_ascending_sortTypes_sortKeys_error_
   std::span<const Value> columns = indexes.isNothing() ? std::span<const Value>() : lists::itemsOf(indexes);
   if (columns.empty()) return failed(error, "Indexes list is empty.");
   std::span<const Value> rows = table.asList();
+  std::vector<const void*> bodies;
+  bodies.reserve(rows.size());
   for (const Value& row : rows) {
     if (!row.isList()) return failed(error, "List item is not a list.");
+    bodies.push_back(row.asList().data());
     for (const Value& column : columns) {
       if (!column.isNumber()) return failed(error, "Index list entry is not a number.");
       // Unsigned on purpose: -1 plus one is 0 and passes, and then fails
@@ -82,7 +85,7 @@ Value KRVForder::subarraysIn_sortedByIndexes_ascending_sortTypes_sortKeys_error_
     levels.add(comparison, directions[i].boolValue(), valueOf);
   }
 
-  return lists::itemsInOrder(rows, levels.order());
+  return lists::itemsInOrder(rows, levels.order(), bodies);
 }
 
 Value KRVForder::subarraysIn_sortedByIndexes_ascending_sortTypes_error_(const Value& table, const Value& indexes,
