@@ -71,7 +71,10 @@ TEST_F(SortLevelsTest, NumbersOfEveryKindCompareByValue) {
 
 // Whatever order equal-but-for-case strings come in, they leave in one order.
 TEST_F(SortLevelsTest, StandardComparisonGivesOneOrderForEveryInputOrder) {
-  std::vector<Value> values = strings({u"file10", u"File2", u"file2", u"FILE2", u"file1", u"ﬁle2", u"file02"});
+  // Among them strings the collator finds equal: leading zeros, ignorable
+  // characters, canonically equivalent spellings.
+  std::vector<Value> values = strings({u"file10", u"File2", u"file2", u"FILE2", u"file1", u"ﬁle2", u"file02",
+                                       u"ab", u"a\u0001b", u"a\u00ADb", u"\u00E9", u"e\u0301", u"ab\u0001"});
   std::vector<Value> first;
   std::mt19937 random(1);
   for (int round = 0; round < 20; ++round) {
@@ -83,8 +86,15 @@ TEST_F(SortLevelsTest, StandardComparisonGivesOneOrderForEveryInputOrder) {
     ASSERT_EQ(printNotation(Value::list(sorted)), printNotation(Value::list(first)));
   }
   // Digits by numeric value; file2 and file02 are told apart, and neither comes after file10.
-  EXPECT_EQ(first.front(), Value::string(u"file1"));
+  auto at = [&](std::u16string_view s) {
+    return std::find(first.begin(), first.end(), Value::string(s)) - first.begin();
+  };
+  EXPECT_LT(at(u"file1"), at(u"file02"));
+  EXPECT_LT(at(u"file2"), at(u"file10"));
   EXPECT_EQ(first.back(), Value::string(u"file10"));
+  // Plain text comes first among strings the collator finds equal.
+  EXPECT_EQ(at(u"ab") + 1, std::min({at(u"a\u0001b"), at(u"a\u00ADb"), at(u"ab\u0001")}));
+  EXPECT_EQ(at(u"\u00E9") + 1, at(u"e\u0301"));
 }
 
 TEST_F(SortLevelsTest, LocaleIsReadWhenTheSortRuns) {
