@@ -37,18 +37,23 @@ Value KRVForder::subarraysIn_sortedByIndexes_ascending_sortTypes_sortKeys_error_
   // Only counted at this point, not checked.
   std::span<const Value> columns = indexes.isNothing() ? std::span<const Value>() : lists::itemsOf(indexes);
   if (columns.empty()) return failed(error, "Indexes list is empty.");
+  // Each index entry's need, read once: how many items a row must have,
+  // or 0 for an entry that is not a number. Unsigned on purpose: -1 plus one
+  // is 0 and passes, and then fails as a range failure when the sort reaches
+  // for the item.
+  std::vector<std::uint64_t> needs;
+  needs.reserve(columns.size());
+  for (const Value& column : columns) needs.push_back(column.isNumber() ? std::uint64_t(column.integerValue()) + 1 : 0);
   std::span<const Value> rows = table.asList();
   std::vector<const void*> bodies;
   bodies.reserve(rows.size());
   for (const Value& row : rows) {
     if (!row.isList()) return failed(error, "List item is not a list.");
-    bodies.push_back(row.asList().data());
-    for (const Value& column : columns) {
-      if (!column.isNumber()) return failed(error, "Index list entry is not a number.");
-      // Unsigned on purpose: -1 plus one is 0 and passes, and then fails
-      // as a range failure when the sort reaches for the item.
-      if (std::uint64_t(column.integerValue()) + 1 > row.asList().size())
-        return failed(error, "Sublist has fewer items than in sort indexes list.");
+    std::span<const Value> items = row.asList();
+    bodies.push_back(items.data());
+    for (std::size_t c = 0; c < columns.size(); ++c) {
+      if (!columns[c].isNumber()) return failed(error, "Index list entry is not a number.");
+      if (needs[c] > items.size()) return failed(error, "Sublist has fewer items than in sort indexes list.");
     }
   }
 
