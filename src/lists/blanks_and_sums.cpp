@@ -48,6 +48,7 @@ Value trimBlanks(const Value& list, bool bothEnds) {
 // More strings than this would only exhaust memory; the host list would fail
 // the same way, sooner or later.
 constexpr std::uint64_t kMostPatternItems = std::uint64_t(1) << 24;
+constexpr std::uint64_t kMostPatternUnits = std::uint64_t(1) << 28;  // code units in all the strings
 
 // ICU refuses minimum widths beyond this.
 constexpr std::int64_t kMostDigits = 999;
@@ -78,7 +79,14 @@ Value KRVForder::arrayWithPattern_startNumber_endNumber_minDigits_(const Value& 
   if (!pattern.isString()) doesNotAnswer(pattern, "stringByReplacingOccurrencesOfString:withString:");
   const std::int64_t low = std::min(s, e), high = std::max(s, e);
   const std::uint64_t count = std::uint64_t(high) - std::uint64_t(low) + 1;  // 0 only for the whole 64-bit span
-  if (count == 0 || count > kMostPatternItems)
+  // Every string is about the pattern with each marker replaced by a number
+  // of at least `digits` digits (and at most 20 characters more).
+  std::uint64_t markers = 0;
+  const std::u16string_view text = pattern.asString();
+  for (std::size_t i = 0; i + 1 < text.size(); ++i)
+    if (text[i] == u'%' && text[i + 1] == u'@') ++markers, ++i;
+  const std::uint64_t eachString = text.size() + markers * std::uint64_t(std::max<std::int64_t>(digits, 20));
+  if (count == 0 || count > kMostPatternItems || count * eachString > kMostPatternUnits)
     throwFailure(FailureKind::invalidArgument, "a series of " + std::to_string(std::uint64_t(high) - std::uint64_t(low)) +
                                                    " strings and one more is too long to make");
 
@@ -94,7 +102,7 @@ Value KRVForder::arrayWithPattern_startNumber_endNumber_minDigits_(const Value& 
     const std::int64_t n = std::int64_t(std::uint64_t(low) + i);
     icu::UnicodeString number = formatter.formatInt(n, status).toString(status);
     if (U_FAILURE(status)) throwFailure(FailureKind::invalidArgument, "the number formatter failed");
-    out.push_back(Value::string(replaceMarker(pattern.asString(), viewOf(number))));
+    out.push_back(Value::string(replaceMarker(text, viewOf(number))));
   }
   // Counting down from start to end when the end is the smaller.
   if (e < s) std::reverse(out.begin(), out.end());
