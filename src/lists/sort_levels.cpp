@@ -42,10 +42,10 @@ std::uint64_t bytesPrefix(const std::uint8_t* bytes, std::size_t length) noexcep
 }
 
 // Text that the standard comparison's collator tells apart from every other
-// such text at tertiary strength: printable Latin-1 without digits (which
-// compare by numeric value, so "02" and "2" are alike) and without the
-// ignorable soft hyphen. Only such text goes without the further level of
-// code units.
+// such text at tertiary strength, unless its locale ignores spaces and
+// punctuation: printable Latin-1 without digits (which compare by numeric
+// value, so "02" and "2" are alike) and without the ignorable soft hyphen.
+// Only such text goes without the further level of code units.
 bool isPlain(std::u16string_view text) noexcept {
   for (char16_t c : text) {
     const bool printable = (c >= 0x20 && c <= 0x7E) || (c >= 0xA0 && c <= 0xFF);
@@ -86,7 +86,7 @@ std::uint32_t SortLevels::Level::appendSortKey(const UCollator* collator, std::u
     sortKeys[sortKeyBytes] = 0;
     n = 1;
   }
-  if (comparison != Comparison::localizedStandard || isPlain(text)) {
+  if (comparison != Comparison::localizedStandard || (plainTextIsDistinct && isPlain(text))) {
     sortKeyBytes += std::size_t(n);
     return std::uint32_t(n);
   }
@@ -160,7 +160,15 @@ void SortLevels::add(Comparison comparison, bool ascending, const ValueOf& value
           key.length = std::uint32_t(level->folded.size() - at);
           key.prefix = textPrefix(level->folded.data() + at, key.length);
         } else {
-          if (!collator) collator = openCollator(comparison);
+          if (!collator) {
+            collator = openCollator(comparison);
+            // A locale whose collation ignores spaces and punctuation
+            // (alternate handling "shifted") finds plain texts alike too.
+            UErrorCode status = U_ZERO_ERROR;
+            level->plainTextIsDistinct =
+                ucol_getAttribute(collator.get(), UCOL_ALTERNATE_HANDLING, &status) == UCOL_NON_IGNORABLE &&
+                U_SUCCESS(status);
+          }
           const std::size_t at = level->sortKeyBytes;
           key.tag = Tag::sortKey;
           key.integer = std::int64_t(at);

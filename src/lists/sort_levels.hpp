@@ -75,6 +75,7 @@ class SortLevels {
     std::u16string folded;
     std::unique_ptr<std::uint8_t[]> sortKeys;
     std::size_t sortKeyBytes = 0, sortKeyRoom = 0;
+    bool plainTextIsDistinct = false;  // see isPlain in sort_levels.cpp
     std::vector<HostFailure> failures;
 
     // Appends a key to sortKeys and returns its length; see sort_levels.cpp.
