@@ -106,8 +106,10 @@ Value KRVForder::KRV_addItemsWithinArray_to_(const Value& list, const Value& res
 
 Value KRVForder::subarraysFrom_groupedBy_error_(const Value& list, const Value& size, CommandError* error) {
   if (!list.isList()) return failed(error, "Command requires a list.");
-  // A group of one is refused on purpose: it would only wrap every item.
-  const std::int64_t n = size.integerValue();
+  // Numbers and numeric strings give their integer value; anything else
+  // counts as 0. A group of one is refused on purpose: it would only wrap
+  // every item.
+  const std::int64_t n = size.isNumber() || size.isString() ? size.integerValue() : 0;
   if (n <= 1) return failed(error, "The grouping value must be a positive number above 1.");
   std::span<const Value> items = list.asList();
   const std::size_t groupSize = std::size_t(n);
