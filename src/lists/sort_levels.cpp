@@ -64,7 +64,7 @@ std::uint32_t SortLevels::Level::appendSortKey(const UCollator* collator, std::u
     if (sortKeyBytes + room <= sortKeyRoom) return;
     // Room for a typical key per item at once: pages that are never
     // written are never touched.
-    std::size_t grown = std::max({sortKeyRoom * 2, sortKeyBytes + room, keys.size() * 64});
+    std::size_t grown = std::max({sortKeyRoom * 2, sortKeyBytes + room, keys.capacity() * 64});
     std::unique_ptr<std::uint8_t[]> larger(new std::uint8_t[grown]);
     if (sortKeyBytes) std::memcpy(larger.get(), sortKeys.get(), sortKeyBytes);
     sortKeys = std::move(larger);
@@ -118,7 +118,7 @@ void SortLevels::add(Comparison comparison, bool ascending, const ValueOf& value
   level->comparison = comparison;
   level->ascending = ascending;
   level->noValueFirst = noValueFirst;
-  level->keys.resize(count_);
+  level->keys.reserve(count_);  // each key is written once, as it is made
   Collator collator;
   // Keys into the folded text or the sort keys hold their offsets until the
   // storage is complete and no longer moves; then they get their pointers.
@@ -126,7 +126,7 @@ void SortLevels::add(Comparison comparison, bool ascending, const ValueOf& value
 
   bool uniform = true;
   for (std::size_t i = 0; i < count_; ++i) {
-    Key& key = level->keys[i];
+    Key& key = level->keys.emplace_back();
     const Value* v = nullptr;
     try {
       v = valueOf(i, level->kept);
