@@ -11,8 +11,12 @@
 //    comparator.
 //
 // Every time is the whole cost a caller pays, freeing the result included.
-// Each contender runs several times; the median and the spread (fastest and
-// slowest) are printed, then the ratios of the medians.
+// Each contender runs several times (the string sorts by turns, so that the
+// machine's load falls on them alike); the median and the spread (fastest
+// and slowest) are printed, then the ratios of the medians. The floor's
+// collator is set up as the command's is (numeric, tertiary strength); it
+// does not add the command's final ordering of strings the collator finds
+// equal.
 //
 //   list_sort_bench [--repetitions=N] [--python=PATH]   (default /usr/bin/python3)
 #include <algorithm>
