@@ -136,11 +136,11 @@ void SortLevels::add(Comparison comparison, bool ascending, const ValueOf& value
       level->failures.push_back(failure);
     }
     if (key.tag != Tag::failed) {
-      key.value = v;
+      key.value = v;  // kept by other values and no value; the rest replace it
       if (v->isNothing()) {
         key.tag = Tag::nothing;
       } else if (comparison == Comparison::natural) {
-        if (v->kind() == ValueKind::integer || v->kind() == ValueKind::boolean) {
+        if (v->kind() == ValueKind::integer) {
           key.tag = Tag::integer;
           key.integer = v->integerValue();
           key.prefix = integerPrefix(key.integer);
@@ -202,7 +202,17 @@ int SortLevels::compareNatural(const Level& level, const Key& a, const Key& b) {
   if (b.tag == Tag::failed) throw level.failures[b.failure];
   if (level.noValueFirst && (a.tag == Tag::nothing || b.tag == Tag::nothing))
     return (b.tag == Tag::nothing) - (a.tag == Tag::nothing);
-  return a.value->compare(*b.value);  // fails for values that cannot be ordered
+  return valueFor(a).compare(valueFor(b));  // fails for values that cannot be ordered
+}
+
+// The value a natural-ordering key stands for, made again for the rare
+// comparison of an integer or a string with a value of another kind.
+Value SortLevels::valueFor(const Key& key) {
+  switch (key.tag) {
+    case Tag::integer: return Value::integer(key.integer);
+    case Tag::text: return Value::string({key.text, key.length});
+    default: return *key.value;
+  }
 }
 
 int SortLevels::compareText(const Level& level, const Key& a, const Key& b) {

@@ -51,18 +51,19 @@ class SortLevels {
  private:
   enum class Tag : std::uint8_t { integer, text, sortKey, other, nothing, failed };
   struct Key {
-    const Value* value = nullptr;  // the compared value (null when it failed)
     union {
       std::int64_t integer;
       const char16_t* text;       // a string's code units, or its case-folded copy
       const std::uint8_t* bytes;  // an ICU sort key
       std::size_t failure;        // index into failures
+      const Value* value;         // any other value, and no value
     };
     std::uint64_t prefix = 0;  // orders like the key wherever two prefixes differ
     std::uint32_t length = 0;
     Tag tag = Tag::other;
     Key() : integer(0) {}
   };
+  static_assert(sizeof(Key) == 24, "a million keys should stay small");
   struct Level {
     Comparison comparison = Comparison::natural;
     bool ascending = true;
@@ -86,6 +87,7 @@ class SortLevels {
   // The levels from `first` on, in order, for two items.
   bool less(std::size_t first, std::uint32_t a, std::uint32_t b) const;
   static int compareNatural(const Level& level, const Key& a, const Key& b);
+  static Value valueFor(const Key& key);
   static int compareText(const Level& level, const Key& a, const Key& b);
 
   std::size_t count_;
