@@ -47,6 +47,7 @@ def with_pandas(path, repetitions):
 
     frame = pd.read_csv(path, sep="\t", header=None, names=["n", "s", "id"], quoting=csv.QUOTE_NONE,
                         keep_default_na=False, dtype={"n": "int64", "s": "object", "id": "int64"})
+    frame.head(1000).sort_values(["n", "s"], kind="stable")  # first-use set-up, untimed
     ids = None
     for _ in range(repetitions):
         start = time.perf_counter()
