@@ -10,8 +10,12 @@ cmake -S . -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Release -DTESSARO_TESTS=OFF >
 cmake --build "$build" --target tessaro tessaro_shared
 tessaro="$build/tessaro"
 
+# A call made with another locale shows it.
+start_lang=${LANG-}
+locale_prefix() { [ "${LANG-}" = "$start_lang" ] || printf 'LANG=%s ' "$LANG"; }
+
 run() {
-  printf '\n$ tessaro call'
+  printf '\n$ %stessaro call' "$(locale_prefix)"
   printf " '%s'" "$@"
   printf '\n'
   "$tessaro" call "$@" || true
@@ -25,6 +29,40 @@ while IFS= read -r line; do
   [ -z "$line" ] || [ "${line:0:1}" == "#" ] && continue
   eval "run $line"
 done <samples/demo_calls.txt
+
+# A call whose first argument is the JSON of a sample file, shown by its name.
+run_on() {
+  local file=$1 selector=$2
+  shift 2
+  printf '\n$ %stessaro call %s "$(cat %s)"' "$(locale_prefix)" "$selector" "$file"
+  [ $# -eq 0 ] || printf " '%s'" "$@"
+  printf '\n'
+  "$tessaro" call "$selector" "$(<"$file")" "$@" || true
+}
+
+echo
+echo "== Lists: a table of cities (samples/cities.json: city, country, population)"
+echo "   and a list of records (samples/people.json)"
+# By country in the Swedish order, then by population, largest first.
+LANG=sv_SE.UTF-8 run_on samples/cities.json subarraysIn:sortedByIndexes:ascending:sortTypes:error: \
+  '[1, 2]' '[true, false]' '["localizedCompare:", "compare:"]'
+# Sorting by city: "Aa" and "Ö" come last in Danish and in Swedish, not in German.
+LANG=da_DK.UTF-8 run_on samples/cities.json subarraysIn:sortedByIndexes:ascending:sortTypes:error: '[0]' '[]' '["localizedCompare:"]'
+LANG=de_DE.UTF-8 run_on samples/cities.json subarraysIn:sortedByIndexes:ascending:sortTypes:error: '[0]' '[]' '["localizedCompare:"]'
+run_on samples/cities.json colsToRowsIn:error:
+run_on samples/cities.json subarraysIn:asDictionariesUsingLabels:error: '["city", "country", "population"]'
+run_on samples/people.json sortedArrayFrom:byKeys: '["age", "name"]'
+# Groups by team; the records without one come last, twice.
+run_on samples/people.json splitArray:byKey:sortKeys: '"team"' '["name"]'
+run_on samples/people.json subarraysFrom:usingKeys:outKeys:error: '[]'
+# File names as a file browser lists them: numbers by value, case aside.
+LANG=en_US.UTF-8 run subarraysIn:sortedByIndexes:ascending:sortTypes:error: '[["IMG_10.jpg"], ["img_9.jpg"], ["IMG_100.jpg"]]' \
+  '[0]' '[]' '["localizedStandardCompare:"]'
+run subarraysIn:paddedWith:error: '[["a", "b", "c"], ["d"], []]' '"-"'
+run arrayWithPattern:startNumber:endNumber:minDigits: '"IMG_%@.jpg"' 12 9 4
+run arrayByTrimmingBlanksFrom: '["", null, "a", "", "b", [[]]]'
+run sumMaxMinOf:error: '[4, 2.5, -1]'
+run colsToRowsIn:error: '[[1, 2], [3]]'
 
 echo
 echo "== More calls, through one 'tessaro serve' process:"

@@ -156,6 +156,65 @@ class KRVForder {
   static Value rangeOfCharacterAt_inString_(const Value& index, const Value& text);
   static Value offsetOfLocation_inString_(const Value& location, const Value& text);
   static Value offsetsOfRange_inString_(const Value& range, const Value& text);
+
+  // --- Lists: reshaping ---------------------------------------------------------
+  // Positions count from 0. Commands with an `error:` part fill it with
+  // domain "KRVErrorDomain", code -10000 and a fixed message.
+  static Value subarraysIn_paddedWith_error_(const Value& table, const Value& filler, CommandError* error);
+  static Value colsToRowsIn_error_(const Value& table, CommandError* error);
+  static Value arrayByFlattening_(const Value& list);
+  static Value arrayByFullyFlattening_(const Value& list);
+  static Value KRV_arrayByFlattening_fully_(const Value& list, const Value& fully);
+  // Values are immutable, so the growing result comes back as a new list:
+  // `result`'s items followed by every non-list leaf of `list`.
+  static Value KRV_addItemsWithinArray_to_(const Value& list, const Value& result);
+  static Value subarraysFrom_groupedBy_error_(const Value& list, const Value& size, CommandError* error);
+  static Value subarraysIn_withItems_insertedAtIndex_error_(const Value& table, const Value& items, const Value& index,
+                                                           CommandError* error);
+  static Value arrayByInsertingItems_inArray_atIndex_error_(const Value& items, const Value& list, const Value& index,
+                                                           CommandError* error);
+  static Value arrayByMovingItemAt_toIndex_inArray_error_(const Value& from, const Value& to, const Value& list,
+                                                         CommandError* error);
+
+  // --- Lists: blanks, patterns, nulls and sums ---------------------------------
+  static Value arrayByDeletingBlanksIn_(const Value& list);
+  static Value arrayByTrimmingTrailingBlanksFrom_(const Value& list);
+  static Value arrayByTrimmingBlanksFrom_(const Value& list);
+  static Value arrayWithPattern_startNumber_endNumber_minDigits_(const Value& pattern, const Value& start,
+                                                                const Value& end, const Value& minDigits);
+  static Value arrayByReplacingNullsIn_withItem_(const Value& list, const Value& item);
+  static Value sumMaxMinOf_error_(const Value& list, CommandError* error);
+  static bool KRV_itemIsAnEmpty_(const Value& item);
+
+  // --- Lists: sorting tables by columns ------------------------------------------
+  static Value subarraysIn_sortedByIndexes_ascending_sortTypes_sortKeys_error_(const Value& table,
+                                                                             const Value& indexes,
+                                                                             const Value& ascending,
+                                                                             const Value& sortTypes,
+                                                                             const Value& sortKeys,
+                                                                             CommandError* error);
+  static Value subarraysIn_sortedByIndexes_ascending_sortTypes_error_(const Value& table, const Value& indexes,
+                                                                    const Value& ascending, const Value& sortTypes,
+                                                                    CommandError* error);
+
+  // --- Lists: merging, positions, records and index sets -------------------------
+  static Value arrayByMergingTextAtIndexes_inArray_inserting_error_(const Value& positions, const Value& list,
+                                                                   const Value& joiner, CommandError* error);
+  static Value indexesOfItem_inArray_inverting_(const Value& item, const Value& list, const Value& inverting);
+  static Value indexesOfItems_inArray_inverting_(const Value& items, const Value& list, const Value& inverting);
+  static Value subarraysIn_asDictionariesUsingLabels_error_(const Value& table, const Value& labels,
+                                                          CommandError* error);
+  static Value subarraysFrom_usingKeys_outKeys_error_(const Value& records, const Value& keys, Value* outKeys,
+                                                     CommandError* error);
+  static Value arrayWithIndexSet_(const Value& indexSet);
+  static Value indexSetWithArray_(const Value& list);
+  static Value arrayByAddingInteger_inArray_(const Value& offset, const Value& list);
+
+  // --- Lists: sorting and splitting by keys ----------------------------------------
+  static Value sortedArrayFrom_stableSort_usingSelector_target_(const Value& list, const Value& stable,
+                                                               const Value& selector, const Value& target);
+  static Value sortedArrayFrom_byKeys_(const Value& list, const Value& keys);
+  static Value splitArray_byKey_sortKeys_(const Value& list, const Value& key, const Value& sortKeys);
 };
 
 }  // namespace tessaro
