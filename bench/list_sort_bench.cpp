@@ -40,8 +40,10 @@
 #include "tessaro/environment.hpp"
 #include "tessaro/krv_forder.hpp"
 #include "tessaro/notation.hpp"
+#include "sequence.hpp"
 
 using tessaro::Value;
+using tessaro::bench::Sequence;
 
 namespace {
 
@@ -96,15 +98,6 @@ void ratio(const char* what, const Timing& a, const Timing& b) {
   std::printf("  %-44s %.2fx   (fastest/fastest %.2fx, slowest/slowest %.2fx)\n", what, a.median() / b.median(),
               a.fastest() / b.fastest(), a.slowest() / b.slowest());
 }
-
-// A fixed pseudo-random sequence, the same on every run.
-struct Sequence {
-  std::uint64_t state = 0x9E3779B97F4A7C15ULL;
-  std::uint64_t next() {
-    state = state * 6364136223846793005ULL + 1442695040888963407ULL;
-    return state >> 33;
-  }
-};
 
 // Words of one to seven syllables, now and then capitalised, accented or
 // with a number in them: names, titles and file names as tables hold them.
@@ -251,7 +244,7 @@ int main(int argc, char** argv) {
   std::printf("locale %s, %d runs each\n", icu::Locale::getDefault().getName(), repetitions);
 
   // --- The table --------------------------------------------------------------
-  Sequence random;
+  Sequence random{0x9E3779B97F4A7C15ULL};
   std::vector<Value> rows;
   rows.reserve(kRows);
   const auto dir = std::filesystem::temp_directory_path() / ("tessaro-list-bench-" + std::to_string(getpid()));

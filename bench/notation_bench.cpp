@@ -18,19 +18,13 @@
 #include <simdjson.h>
 
 #include "tessaro/notation.hpp"
+#include "sequence.hpp"
+
+using tessaro::bench::Sequence;
 
 namespace {
 
 constexpr std::size_t kDocumentBytes = 50u << 20;
-
-// A fixed pseudo-random sequence, so that every run reads the same text.
-struct Sequence {
-  std::uint64_t state = 0x2545F4914F6CDD1DULL;
-  std::uint32_t next() {
-    state = state * 6364136223846793005ULL + 1442695040888963407ULL;
-    return std::uint32_t(state >> 33);
-  }
-};
 
 const std::string& table() {
   static const std::string json = [] {

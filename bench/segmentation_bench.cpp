@@ -22,18 +22,13 @@
 #include <unicode/utext.h>
 
 #include "tessaro/krv_forder.hpp"
+#include "sequence.hpp"
+
+using tessaro::bench::Sequence;
 
 namespace {
 
 constexpr std::size_t kTextBytes = 50u << 20;
-
-struct Sequence {
-  std::uint64_t state = 0x2545F4914F6CDD1DULL;
-  std::uint32_t next() {
-    state = state * 6364136223846793005ULL + 1442695040888963407ULL;
-    return std::uint32_t(state >> 33);
-  }
-};
 
 // Prose in several scripts: English words and numbers, accented words with
 // precomposed and combining accents, Thai and Japanese runs without spaces,

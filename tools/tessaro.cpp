@@ -62,16 +62,7 @@ bool readFileArgument(const std::string& path, tessaro::Value& text, std::string
   return !text.isNothing();
 }
 
-// Writes everything to standard output; false (errno set) when it cannot.
-bool writeOut(std::string_view text) {
-  while (!text.empty()) {
-    ssize_t n = ::write(STDOUT_FILENO, text.data(), text.size());
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    text.remove_prefix(std::size_t(n));
-  }
-  return true;
-}
+bool writeOut(std::string_view text) { return tessaro::writeAll(STDOUT_FILENO, text); }
 
 // An answer that could not be written must not pass for a success.
 int outputFailed() {

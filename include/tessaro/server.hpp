@@ -34,6 +34,10 @@ Request readRequest(std::string_view line, std::optional<std::string>& idJson);
 // problems (unknown selector, wrong argument count) print a usage answer.
 std::string answerRequestLine(std::string_view line);
 
+// Writes all of `text` to the file descriptor `fd`, resuming after
+// interruptions and partial writes; false (errno telling why) when it cannot.
+bool writeAll(int fd, std::string_view text);
+
 // Answers requests read from the file descriptor `in`, line by line, on
 // `out` until end of input; returns 0 then, or kServeOutputFailed (errno
 // telling why) as soon as an answer cannot be written.

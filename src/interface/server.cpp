@@ -104,6 +104,8 @@ void answerPadded(const char* data, std::size_t length, std::size_t capacity, st
   if (readPadded(data, length, capacity, parts, out)) answerParts(parts, out, 0);
 }
 
+}  // namespace
+
 bool writeAll(int fd, std::string_view text) {
   while (!text.empty()) {
     ssize_t n = ::write(fd, text.data(), text.size());
@@ -113,8 +115,6 @@ bool writeAll(int fd, std::string_view text) {
   }
   return true;
 }
-
-}  // namespace
 
 void appendEnvelope(const Outcome& outcome, std::optional<std::string_view> idJson, std::string& out) {
   // Each key is written with the separator before it in one piece.
