@@ -248,17 +248,28 @@ Value integerFrom(simdjson::simdjson_result<std::int64_t> result, std::string_vi
   return Value::integer(i);
 }
 
+// A real read from its text alone, with the C++ library's exact conversion.
+Value realFromText(std::string_view token) {
+  token = withoutTrailingSpace(token);
+  if (!isJsonNumber(token)) malformed("malformed number: " + shown(token));
+  double d;
+  if (std::from_chars(token.data(), token.data() + token.size(), d).ec == std::errc()) return Value::real(d);
+  // Beyond a double's range; a real too small for one is zero, keeping its sign.
+  if (!isUnderflow(token)) malformed("real out of range: " + shown(token));
+  return Value::real(token[0] == '-' ? -0.0 : 0.0);
+}
+
+// Tokens longer than this may hold more significant digits than simdjson's
+// exact fast path takes, and its reading of those is not to be trusted.
+constexpr std::size_t kShortNumber = 19;
+
 Value realFrom(simdjson::simdjson_result<double> result, std::string_view token) {
   double d;
+  if (withoutTrailingSpace(token).size() > kShortNumber) return realFromText(token);
   if (auto error = std::move(result).get(d)) {
     if (!isNumberRefusal(error)) check(error);
-    token = withoutTrailingSpace(token);
-    if (!isJsonNumber(token)) malformed("malformed number: " + shown(token));
-    if (std::from_chars(token.data(), token.data() + token.size(), d).ec == std::errc()) return Value::real(d);
-    // simdjson takes exponents beyond its reach as malformed; a real too
-    // small for a double is zero, like the smaller ones simdjson reads.
-    if (!isUnderflow(token)) malformed("real out of range: " + shown(token));
-    return Value::real(token[0] == '-' ? -0.0 : 0.0);
+    // simdjson takes exponents beyond its reach as malformed.
+    return realFromText(token);
   }
   return Value::real(d);
 }
@@ -805,12 +816,12 @@ class Reader {
         // reads it; anything simdjson does not read at once (integers
         // beyond 64 bits, reals beyond a double) is looked at closely.
         od::number number;
-        if (v.get_number().get(number) == simdjson::SUCCESS) [[likely]] {
+        std::string_view token = v.raw_json_token();
+        if (token.size() <= kShortNumber && v.get_number().get(number) == simdjson::SUCCESS) [[likely]] {
           if (number.get_number_type() == od::number_type::signed_integer) return Value::integer(number.get_int64());
           if (number.get_number_type() == od::number_type::floating_point_number)
             return Value::real(number.get_double());
         }
-        std::string_view token = v.raw_json_token();
         return isRealToken(token) ? realFrom(v.get_double(), token) : integerFrom(v.get_int64(), token);
       }
       case od::json_type::string:
