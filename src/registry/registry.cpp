@@ -98,6 +98,9 @@ const Registry& registry() {
     registerStringTransformCommands(r);
     registerSegmentationCommands(r);
     registerOffsetCommands(r);
+    registerNumericCommands(r);
+    registerBezierCommands(r);
+    registerGraphicAttributeCommands(r);
     r.seal();
     return r;
   }();
