@@ -6,18 +6,6 @@
 
 namespace tessaro::paths {
 
-std::u16string_view pointTypeName(PointType type) noexcept {
-  switch (type) {
-    case PointType::moveTo:
-      return u"moveto";
-    case PointType::lineTo:
-      return u"lineto";
-    case PointType::curveTo:
-      break;
-  }
-  return u"curveto";
-}
-
 namespace {
 
 // An element other than closepath: for a curve its two control points and

@@ -4,7 +4,6 @@
 #pragma once
 
 #include <cstdint>
-#include <string_view>
 #include <vector>
 
 #include "tessaro/host_objects.hpp"
@@ -16,7 +15,6 @@ using Point = BezierPath::Point;
 // The kind of element that made a point; a corner that starts a curve
 // becomes a curve point.
 enum class PointType : std::uint8_t { moveTo, lineTo, curveTo };
-std::u16string_view pointTypeName(PointType type) noexcept;  // u"moveto", u"lineto", u"curveto"
 
 struct AnchorPoint {
   PointType type = PointType::moveTo;
