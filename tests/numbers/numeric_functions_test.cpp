@@ -68,20 +68,6 @@ TEST(NumericFunctions, EachCommandAppliesItsOwnLibraryFunction) {
   }
 }
 
-TEST(NumericFunctions, IntegersAndBooleansAreReadAsTheirValues) {
-  for (const Function& f : kFunctions) {
-    SCOPED_TRACE(f.name);
-    for (std::int64_t i : {0, 1, 2, -3, 1000}) {
-      const double expected = f.libm(double(i));
-      Value result = f.command(Value::integer(i));
-      if (std::isnan(expected)) EXPECT_TRUE(result.isNothing());
-      else EXPECT_TRUE(holdsDouble(result, expected));
-    }
-    EXPECT_TRUE(holdsDouble(f.command(Value::boolean(true)), f.libm(1.0)) || std::isnan(f.libm(1.0)));
-    EXPECT_TRUE(holdsDouble(f.command(Value::boolean(false)), f.libm(0.0)) || std::isnan(f.libm(0.0)));
-  }
-}
-
 TEST(NumericFunctions, ItemsKeepTheirPlaces) {
   // A list item that is itself a list, or a date, or no number at all, is null
   // in its own place; the items around it keep theirs.
