@@ -215,6 +215,36 @@ class KRVForder {
                                                                const Value& selector, const Value& target);
   static Value sortedArrayFrom_byKeys_(const Value& list, const Value& keys);
   static Value splitArray_byKey_sortKeys_(const Value& list, const Value& key, const Value& sortKeys);
+  // --- Numbers ------------------------------------------------------------
+  // Each function takes a number or a list of numbers (one level deep) and
+  // answers "doub" descriptors, so that a whole result stays a real; a NaN
+  // result is no value, or null in a list.
+  static Value sinValueOf_(const Value& v);
+  static Value cosValueOf_(const Value& v);
+  static Value tanValueOf_(const Value& v);
+  static Value asinValueOf_(const Value& v);
+  static Value acosValueOf_(const Value& v);
+  static Value atanValueOf_(const Value& v);
+  static Value sinhValueOf_(const Value& v);
+  static Value coshValueOf_(const Value& v);
+  static Value tanhValueOf_(const Value& v);
+  static Value asinhValueOf_(const Value& v);
+  static Value acoshValueOf_(const Value& v);
+  static Value atanhValueOf_(const Value& v);
+  static Value logValueOf_(const Value& v);
+  static Value log10ValueOf_(const Value& v);
+  static Value hexValueOf_(const Value& v);  // "%lx" of the integer value
+
+  // --- Graphics paths -----------------------------------------------------
+  // Host bezier paths ("$bezier") as anchor points with their handles: as
+  // host values, or as the path record descriptors of the two vector-drawing
+  // applications. Plus the dash of a path and the components of a colour.
+  static Value pathOfBezier_(const Value& bezier);
+  static Value bezierForAI_(const Value& bezier);
+  static Value bezierForID_(const Value& bezier);
+  static Value KRV_descriptorForArrayOfReals_(const Value& numbers);
+  static Value lineDashCountAndPhaseOfBezier_(const Value& bezier);
+  static Value componentsOfColor_(const Value& color);
 };
 
 }  // namespace tessaro

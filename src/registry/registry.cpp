@@ -99,6 +99,9 @@ const Registry& registry() {
     registerSegmentationCommands(r);
     registerOffsetCommands(r);
     registerListCommands(r);
+    registerNumericCommands(r);
+    registerBezierCommands(r);
+    registerGraphicAttributeCommands(r);
     r.seal();
     return r;
   }();

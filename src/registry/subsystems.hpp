@@ -15,4 +15,7 @@ void registerStringTransformCommands(Registry& r); // src/text/string_transform_
 void registerSegmentationCommands(Registry& r);    // src/text/segmentation_commands.cpp
 void registerOffsetCommands(Registry& r);          // src/text/offset_commands.cpp
 void registerListCommands(Registry& r);            // src/lists/list_commands.cpp
+void registerNumericCommands(Registry& r);         // src/numbers/numeric_commands.cpp
+void registerBezierCommands(Registry& r);          // src/paths/path_record_commands.cpp
+void registerGraphicAttributeCommands(Registry& r); // src/paths/graphic_attribute_commands.cpp
 }  // namespace tessaro

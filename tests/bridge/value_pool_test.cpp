@@ -17,8 +17,12 @@ std::string largeDocument(int rows = 3000) {
   std::string json = "[";
   for (int i = 0; i < rows; ++i) {
     if (i) json += ", ";
-    json += R"({"id": )" + std::to_string(i) + R"(, "name": "a name longer than eleven units )" +
-            std::to_string(i) + R"(", "tags": ["x", "a tag of some length"], "price": 2.5})";
+    const std::string n = std::to_string(i);
+    json += R"({"id": )";
+    json += n;
+    json += R"(, "name": "a name longer than eleven units )";
+    json += n;
+    json += R"(", "tags": ["x", "a tag of some length"], "price": 2.5})";
   }
   return json + "]";
 }
