@@ -44,7 +44,7 @@ fi
 printf 'login password' | gnome-keyring-daemon --foreground --unlock --components=secrets \
   >"$tmp/keyring.out" 2>"$tmp/keyring.err" &
 keyring_pid=$!
-for _ in $(seq 100); do
+for _ in $(seq 400); do  # up to 20 s on a loaded machine
   if gdbus call --session --dest org.freedesktop.DBus --object-path /org/freedesktop/DBus \
       --method org.freedesktop.DBus.NameHasOwner org.freedesktop.secrets 2>/dev/null | grep -q true; then
     break
