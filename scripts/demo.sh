@@ -65,5 +65,14 @@ run sumMaxMinOf:error: '[4, 2.5, -1]'
 run colsToRowsIn:error: '[[1, 2], [3]]'
 
 echo
+echo "== Keychain: the status a machine without a reachable Secret Service gives"
+echo "   (the lookup is pointed at a bus that does not exist, so no secret can show)"
+printf '\n$ DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent tessaro call'
+printf " '%s'" passForGenericItem:account:error: '"Mail"' '"bob"'
+printf '\n'
+DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent "$tessaro" call passForGenericItem:account:error: '"Mail"' '"bob"' || true
+run passForInternetItem:account:server:path:port:error: '"Web"' '{"$nothing": true}' '"example.com"' '{"$nothing": true}' 443
+
+echo
 echo "== More calls, through one 'tessaro serve' process:"
 "$tessaro" serve <samples/demo_requests.jsonl

@@ -8,6 +8,9 @@ packages=(
   clang lld libclang-rt-dev
   libicu-dev libssl-dev libsimdjson-dev
   libgtest-dev libgmock-dev libbenchmark-dev
+  libsecret-1-dev
+  # The keyring test runs its own session bus and Secret Service.
+  gnome-keyring libsecret-tools dbus-daemon libglib2.0-bin
   python3
 )
 

@@ -245,6 +245,24 @@ class KRVForder {
   static Value KRV_descriptorForArrayOfReals_(const Value& numbers);
   static Value lineDashCountAndPhaseOfBezier_(const Value& bezier);
   static Value componentsOfColor_(const Value& color);
+
+  // --- System services: keychain passwords ------------------------------------
+  // A password from the Secret Service, or no value. Argument errors fill
+  // the library's bundle-identifier domain with code 10000; lookup failures
+  // "NSCocoaErrorDomain" with the keychain status as code. The keychain path
+  // names one collection by keyring file, object path, alias or label.
+  static Value passForGenericItem_account_error_(const Value& name, const Value& account, CommandError* error);
+  static Value passForGenericItem_account_keychainPath_error_(const Value& name, const Value& account,
+                                                             const Value& keychainPath, CommandError* error);
+  static Value passForInternetItem_account_server_path_port_error_(const Value& name, const Value& account,
+                                                                  const Value& server, const Value& path,
+                                                                  const Value& port, CommandError* error);
+  static Value passForInternetItem_account_server_path_port_keychainPath_error_(
+      const Value& name, const Value& account, const Value& server, const Value& path, const Value& port,
+      const Value& keychainPath, CommandError* error);
+  static Value KRV_passForKeychainItem_account_server_path_port_isInternet_keychainPath_error_(
+      const Value& name, const Value& account, const Value& server, const Value& path, const Value& port,
+      const Value& isInternet, const Value& keychainPath, CommandError* error);
 };
 
 }  // namespace tessaro

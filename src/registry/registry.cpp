@@ -102,6 +102,7 @@ const Registry& registry() {
     registerNumericCommands(r);
     registerBezierCommands(r);
     registerGraphicAttributeCommands(r);
+    registerKeychainCommands(r);
     r.seal();
     return r;
   }();

@@ -18,4 +18,5 @@ void registerListCommands(Registry& r);            // src/lists/list_commands.cp
 void registerNumericCommands(Registry& r);         // src/numbers/numeric_commands.cpp
 void registerBezierCommands(Registry& r);          // src/paths/path_record_commands.cpp
 void registerGraphicAttributeCommands(Registry& r); // src/paths/graphic_attribute_commands.cpp
+void registerKeychainCommands(Registry& r);        // src/services/keychain_commands.cpp
 }  // namespace tessaro
