@@ -215,6 +215,16 @@ class KRVForder {
                                                                const Value& selector, const Value& target);
   static Value sortedArrayFrom_byKeys_(const Value& list, const Value& keys);
   static Value splitArray_byKey_sortKeys_(const Value& list, const Value& key, const Value& sortKeys);
+
+  // --- System services: keyboard input sources --------------------------------
+  // The sources are the IBus engines: enabled ones are those the IBus enabled
+  // list (GSettings preload-engines) names, the current one is the global
+  // engine. Without a reachable IBus: empty lists, no value, false.
+  static Value availableInputSourceIDs();
+  static Value allAvailableInputSourceIDs();
+  static bool changeInputSourceTo_(const Value& identifier);
+  static Value currentKeyboardInputSourceID();
+  static Value currentKeyboardLayoutInputSourceID();
 };
 
 }  // namespace tessaro

@@ -99,6 +99,7 @@ const Registry& registry() {
     registerSegmentationCommands(r);
     registerOffsetCommands(r);
     registerListCommands(r);
+    registerInputSourceCommands(r);
     r.seal();
     return r;
   }();

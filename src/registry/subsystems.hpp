@@ -15,4 +15,5 @@ void registerStringTransformCommands(Registry& r); // src/text/string_transform_
 void registerSegmentationCommands(Registry& r);    // src/text/segmentation_commands.cpp
 void registerOffsetCommands(Registry& r);          // src/text/offset_commands.cpp
 void registerListCommands(Registry& r);            // src/lists/list_commands.cpp
+void registerInputSourceCommands(Registry& r);     // src/services/input_source_commands.cpp
 }  // namespace tessaro
