@@ -72,9 +72,12 @@ struct IBusSession::State {
   }
 };
 
+// When no address is known at all there is nothing to connect to, and the
+// bus object is not made: making one creates IBus's socket folder under the
+// user's configuration folder.
 IBusSession::IBusSession() : state_(std::make_unique<State>()) {
   initialiseIBus();
-  state_->bus = ibus_bus_new();
+  if (ibus_get_address()) state_->bus = ibus_bus_new();
 }
 
 IBusSession::~IBusSession() = default;
