@@ -8,7 +8,7 @@ packages=(
   clang lld libclang-rt-dev
   libicu-dev libssl-dev libsimdjson-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  libibus-1.0-dev ibus dbus-daemon
+  libibus-1.0-dev ibus dbus-daemon libglib2.0-bin
   python3
 )
 
