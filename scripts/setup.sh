@@ -8,9 +8,10 @@ packages=(
   clang lld libclang-rt-dev
   libicu-dev libssl-dev libsimdjson-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  libsecret-1-dev
-  # The keyring test runs its own session bus and Secret Service.
-  gnome-keyring libsecret-tools dbus-daemon libglib2.0-bin
+  libsecret-1-dev libibus-1.0-dev
+  # The keyring and input-source tests run their own session bus, Secret
+  # Service and ibus-daemon.
+  gnome-keyring libsecret-tools ibus dbus-daemon libglib2.0-bin
   python3
 )
 

@@ -263,6 +263,16 @@ class KRVForder {
   static Value KRV_passForKeychainItem_account_server_path_port_isInternet_keychainPath_error_(
       const Value& name, const Value& account, const Value& server, const Value& path, const Value& port,
       const Value& isInternet, const Value& keychainPath, CommandError* error);
+
+  // --- System services: keyboard input sources --------------------------------
+  // The sources are the IBus engines: enabled ones are those the IBus enabled
+  // list (GSettings preload-engines) names, the current one is the global
+  // engine. Without a reachable IBus: empty lists, no value, false.
+  static Value availableInputSourceIDs();
+  static Value allAvailableInputSourceIDs();
+  static bool changeInputSourceTo_(const Value& identifier);
+  static Value currentKeyboardInputSourceID();
+  static Value currentKeyboardLayoutInputSourceID();
 };
 
 }  // namespace tessaro

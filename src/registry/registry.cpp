@@ -103,6 +103,7 @@ const Registry& registry() {
     registerBezierCommands(r);
     registerGraphicAttributeCommands(r);
     registerKeychainCommands(r);
+    registerInputSourceCommands(r);
     r.seal();
     return r;
   }();

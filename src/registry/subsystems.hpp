@@ -19,4 +19,5 @@ void registerNumericCommands(Registry& r);         // src/numbers/numeric_comman
 void registerBezierCommands(Registry& r);          // src/paths/path_record_commands.cpp
 void registerGraphicAttributeCommands(Registry& r); // src/paths/graphic_attribute_commands.cpp
 void registerKeychainCommands(Registry& r);        // src/services/keychain_commands.cpp
+void registerInputSourceCommands(Registry& r);     // src/services/input_source_commands.cpp
 }  // namespace tessaro
