@@ -30,8 +30,14 @@ std::string_view comparisonName(Comparison c) noexcept {
 }
 
 Collator openCollator(Comparison c) {
+  // The C locale's collation (ICU's "en_US_POSIX") orders by code point and
+  // gives every letter its own primary weight, so case would count even in
+  // the comparisons that ignore it; a process in that locale collates by the
+  // root rules instead, as a user locale does.
+  const char* locale = icu::Locale::getDefault().getName();
+  if (std::string_view(locale) == "en_US_POSIX") locale = "";
   UErrorCode status = U_ZERO_ERROR;
-  Collator collator(ucol_open(icu::Locale::getDefault().getName(), &status));
+  Collator collator(ucol_open(locale, &status));
   if (U_FAILURE(status)) throwFailure(FailureKind::invalidArgument, "no collator for the current locale");
   switch (c) {
     case Comparison::localizedCaseInsensitive:
