@@ -6,9 +6,9 @@
 // directly. It is run at the coarsest strength the options need to find
 // candidates; each candidate is then checked by folding it and the search
 // string as the options say (case, accents, width; nothing else) and
-// comparing the two folded forms with a collator at identical strength,
-// which keeps the comparison exact up to canonical equivalence (digits by
-// value when asked).
+// comparing the two folded forms: code unit by code unit for a literal
+// search, else with a collator at identical strength, which keeps the
+// comparison exact up to canonical equivalence (digits by value when asked).
 #include "text/string_search.hpp"
 
 #include <memory>
@@ -131,9 +131,12 @@ struct CollatedEngine final : Engine {
 
  private:
   bool accepts(std::size_t location, std::size_t length) const {
+    icu::UnicodeString candidate = folded(icuView(text.substr(location, length)));
+    // Literal: the folded forms' code units as they are, with no canonical
+    // equivalence (digits by value still need the collator).
+    if (has(opt::literal) && !has(opt::numeric)) return candidate == foldedSearch_;
     UErrorCode status = U_ZERO_ERROR;
-    return checker_->compare(folded(icuView(text.substr(location, length))), foldedSearch_, status) == UCOL_EQUAL &&
-           U_SUCCESS(status);
+    return checker_->compare(candidate, foldedSearch_, status) == UCOL_EQUAL && U_SUCCESS(status);
   }
 
   // `s` with the differences the options ignore taken out: case folded,
