@@ -1,18 +1,21 @@
 // String search with the host's comparison options on ICU.
 //
 // ICU's collator-based string search compares collation elements at one
-// strength and knows no case level, so "ignore accents but not case" or
-// "ignore width but not case" cannot be asked of it directly. It is run at
-// the coarsest strength the options need, and each candidate is then checked
-// with a collator set exactly as the options say (strength, case level,
-// digits by value); identical strength makes a search without insensitive
-// options exact up to canonical equivalence.
+// strength, and collation ranks case and width at the same level, so "ignore
+// case but not width" or "ignore accents but not case" cannot be asked of it
+// directly. It is run at the coarsest strength the options need to find
+// candidates; each candidate is then checked by folding it and the search
+// string as the options say (case, accents, width; nothing else) and
+// comparing the two folded forms: code unit by code unit for a literal
+// search, else with a collator at identical strength, which keeps the
+// comparison exact up to canonical equivalence (digits by value when asked).
 #include "text/string_search.hpp"
 
 #include <memory>
 
 #include <unicode/coll.h>
 #include <unicode/locid.h>
+#include <unicode/normalizer2.h>
 #include <unicode/regex.h>
 #include <unicode/stsearch.h>
 #include <unicode/tblcoll.h>
@@ -78,13 +81,18 @@ struct CollatedEngine final : Engine {
                widthless = has(opt::widthInsensitive);
     // Case and width are tertiary differences, accents secondary ones.
     UColAttributeValue strength = accentless ? UCOL_PRIMARY : caseless || widthless ? UCOL_SECONDARY : UCOL_IDENTICAL;
-    checker->setStrength(icu::Collator::ECollationStrength(strength));
-    // The case level keeps case significant below tertiary strength.
-    checker->setAttribute(UCOL_CASE_LEVEL, strength != UCOL_IDENTICAL && !caseless ? UCOL_ON : UCOL_OFF, status);
+    checker->setStrength(icu::Collator::IDENTICAL);
     // Numeric collation turns a run of digits into one collation element,
     // which string search cannot cut: the digits are searched as they are
     // and compared by value only in the check.
     if (has(opt::numeric)) checker->setAttribute(UCOL_NUMERIC_COLLATION, UCOL_ON, status);
+    // Turkish and Azerbaijani fold I to dotless i and dotted I to i.
+    const std::string_view language = where.getLanguage();
+    turkicCase_ = language == "tr" || language == "az";
+    decompose_ = icu::Normalizer2::getNFDInstance(status);
+    compatibility_ = icu::Normalizer2::getNFKDInstance(status);
+    if (U_FAILURE(status)) return;
+    foldedSearch_ = folded(icuSearch_);
     searching->setStrength(strength == UCOL_IDENTICAL ? icu::Collator::TERTIARY
                                                       : icu::Collator::ECollationStrength(strength));
     auto* rules = dynamic_cast<icu::RuleBasedCollator*>(searching.get());
@@ -123,11 +131,54 @@ struct CollatedEngine final : Engine {
 
  private:
   bool accepts(std::size_t location, std::size_t length) const {
+    icu::UnicodeString candidate = folded(icuView(text.substr(location, length)));
+    // Literal: the folded forms' code units as they are, with no canonical
+    // equivalence (digits by value still need the collator).
+    if (has(opt::literal) && !has(opt::numeric)) return candidate == foldedSearch_;
     UErrorCode status = U_ZERO_ERROR;
-    return checker_->compare(icuView(text.substr(location, length)), icuSearch_, status) == UCOL_EQUAL &&
-           U_SUCCESS(status);
+    return checker_->compare(candidate, foldedSearch_, status) == UCOL_EQUAL && U_SUCCESS(status);
   }
 
+  // `s` with the differences the options ignore taken out: case folded,
+  // nonspacing marks dropped after canonical decomposition, and wide and
+  // narrow forms replaced by their plain characters.
+  icu::UnicodeString folded(const icu::UnicodeString& s) const {
+    const bool caseless = has(opt::caseInsensitive), accentless = has(opt::diacriticInsensitive),
+               widthless = has(opt::widthInsensitive);
+    if (!caseless && !accentless && !widthless) return s;
+    icu::UnicodeString out(s);
+    UErrorCode status = U_ZERO_ERROR;
+    if (widthless) {
+      icu::UnicodeString plain;
+      for (std::int32_t i = 0; i < out.length();) {
+        UChar32 c = out.char32At(i);
+        const auto type = UDecompositionType(u_getIntPropertyValue(c, UCHAR_DECOMPOSITION_TYPE));
+        icu::UnicodeString mapping;
+        if ((type == U_DT_WIDE || type == U_DT_NARROW) && compatibility_->getRawDecomposition(c, mapping))
+          plain.append(mapping);
+        else
+          plain.append(c);
+        i += U16_LENGTH(c);
+      }
+      out = plain;
+    }
+    if (caseless) out.foldCase(turkicCase_ ? U_FOLD_CASE_EXCLUDE_SPECIAL_I : U_FOLD_CASE_DEFAULT);
+    if (accentless) {
+      icu::UnicodeString decomposed = decompose_->normalize(out, status);
+      if (U_FAILURE(status)) return out;
+      out.remove();
+      for (std::int32_t i = 0; i < decomposed.length();) {
+        UChar32 c = decomposed.char32At(i);
+        if (u_charType(c) != U_NON_SPACING_MARK) out.append(c);
+        i += U16_LENGTH(c);
+      }
+    }
+    return out;
+  }
+
+  bool turkicCase_ = false;
+  const icu::Normalizer2 *decompose_ = nullptr, *compatibility_ = nullptr;
+  icu::UnicodeString foldedSearch_;
   icu::UnicodeString icuSearch_, icuText_;
   std::unique_ptr<icu::Collator> searching_, checker_;
   std::unique_ptr<icu::StringSearch> iterator_;
