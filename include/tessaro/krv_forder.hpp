@@ -156,6 +156,47 @@ class KRVForder {
   static Value rangeOfCharacterAt_inString_(const Value& index, const Value& text);
   static Value offsetOfLocation_inString_(const Value& location, const Value& text);
   static Value offsetsOfRange_inString_(const Value& range, const Value& text);
+
+  // --- Files: folder enumeration and resource values ---------------------------
+  // Folders and items are file references (anything URLFrom: accepts). Keys
+  // are resource-key names ("NSURLIsDirectoryKey" …); records are keyed by
+  // the script's own key strings. Short forms skip hidden items and package
+  // contents. Packages count as files, never as folders.
+  static Value resourceValueForKey_forURLsOrFiles_(const Value& key, const Value& items);
+  static Value resourceValuesForKeys_forURLsOrFiles_(const Value& keys, const Value& items);
+  static Value resourceValuesForKeys_forItemsIn_recursive_skipHidden_skipInsidePackages_(
+      const Value& keys, const Value& folder, const Value& recursive, const Value& skipHidden,
+      const Value& skipInsidePackages);
+  static Value resourceValuesForKeys_forItemsIn_recursive_(const Value& keys, const Value& folder,
+                                                           const Value& recursive);
+  static Value resourceValuesForKeys_forFilesIn_recursive_skipHidden_skipInsidePackages_(
+      const Value& keys, const Value& folder, const Value& recursive, const Value& skipHidden,
+      const Value& skipInsidePackages);
+  static Value resourceValuesForKeys_forFilesIn_recursive_(const Value& keys, const Value& folder,
+                                                           const Value& recursive);
+  static Value resourceValuesForKeys_forFoldersIn_recursive_skipHidden_skipInsidePackages_(
+      const Value& keys, const Value& folder, const Value& recursive, const Value& skipHidden,
+      const Value& skipInsidePackages);
+  static Value resourceValuesForKeys_forFoldersIn_recursive_(const Value& keys, const Value& folder,
+                                                             const Value& recursive);
+  static Value itemsIn_recursive_skipHidden_skipInsidePackages_asPaths_(const Value& folder, const Value& recursive,
+                                                                       const Value& skipHidden,
+                                                                       const Value& skipInsidePackages,
+                                                                       const Value& asPaths);
+  static Value itemsIn_recursive_asPaths_(const Value& folder, const Value& recursive, const Value& asPaths);
+  static Value filesIn_recursive_skipHidden_skipInsidePackages_asPaths_(const Value& folder, const Value& recursive,
+                                                                       const Value& skipHidden,
+                                                                       const Value& skipInsidePackages,
+                                                                       const Value& asPaths);
+  static Value filesIn_recursive_asPaths_(const Value& folder, const Value& recursive, const Value& asPaths);
+  static Value foldersIn_recursive_skipHidden_skipInsidePackages_asPaths_(const Value& folder, const Value& recursive,
+                                                                         const Value& skipHidden,
+                                                                         const Value& skipInsidePackages,
+                                                                         const Value& asPaths);
+  static Value foldersIn_recursive_asPaths_(const Value& folder, const Value& recursive, const Value& asPaths);
+  static Value pathsIn_recursive_(const Value& folder, const Value& recursive);  // folders end with "/"
+  static Value KRV_folderSizeOfURL_(const Value& url);  // sizes summed over everything inside
+  static Value KRV_trimNSURLKeysInDictionary_(const Value& record);  // "NSURLIsDirectoryKey" → "isDirectory"
 };
 
 }  // namespace tessaro

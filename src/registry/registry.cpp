@@ -98,6 +98,7 @@ const Registry& registry() {
     registerStringTransformCommands(r);
     registerSegmentationCommands(r);
     registerOffsetCommands(r);
+    registerEnumerationCommands(r);
     r.seal();
     return r;
   }();

@@ -14,4 +14,5 @@ void registerRegexCommands(Registry& r);           // src/text/regex_commands.cp
 void registerStringTransformCommands(Registry& r); // src/text/string_transform_commands.cpp
 void registerSegmentationCommands(Registry& r);    // src/text/segmentation_commands.cpp
 void registerOffsetCommands(Registry& r);          // src/text/offset_commands.cpp
+void registerEnumerationCommands(Registry& r);     // src/files/enumeration_commands.cpp
 }  // namespace tessaro
