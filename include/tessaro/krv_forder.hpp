@@ -197,6 +197,16 @@ class KRVForder {
   static Value pathsIn_recursive_(const Value& folder, const Value& recursive);  // folders end with "/"
   static Value KRV_folderSizeOfURL_(const Value& url);  // sizes summed over everything inside
   static Value KRV_trimNSURLKeysInDictionary_(const Value& record);  // "NSURLIsDirectoryKey" → "isDirectory"
+
+  // --- Files: copy and move ------------------------------------------------------
+  // The destination is the full path of the new item. With `replace`, an
+  // existing item there is swapped out atomically; errors are the platform's
+  // ("NSCocoaErrorDomain", 516 for an existing item) or, for arguments that
+  // name no file, the bundle identifier's with code 10000.
+  static bool copyItemAt_toItem_replace_error_(const Value& source, const Value& destination, const Value& replace,
+                                               CommandError* error);
+  static bool moveItemAt_toItem_replace_error_(const Value& source, const Value& destination, const Value& replace,
+                                               CommandError* error);
 };
 
 }  // namespace tessaro

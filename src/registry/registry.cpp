@@ -99,6 +99,7 @@ const Registry& registry() {
     registerSegmentationCommands(r);
     registerOffsetCommands(r);
     registerEnumerationCommands(r);
+    registerCopyMoveCommands(r);
     r.seal();
     return r;
   }();

@@ -15,4 +15,5 @@ void registerStringTransformCommands(Registry& r); // src/text/string_transform_
 void registerSegmentationCommands(Registry& r);    // src/text/segmentation_commands.cpp
 void registerOffsetCommands(Registry& r);          // src/text/offset_commands.cpp
 void registerEnumerationCommands(Registry& r);     // src/files/enumeration_commands.cpp
+void registerCopyMoveCommands(Registry& r);        // src/files/copy_move_commands.cpp
 }  // namespace tessaro

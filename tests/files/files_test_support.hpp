@@ -26,8 +26,11 @@ inline void writeFile(const std::string& path, const std::string& content) {
 }
 
 inline std::string readFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
+  std::ifstream in(path, std::ios::binary | std::ios::ate);
+  std::string content(std::size_t(std::max<std::streamoff>(in.tellg(), 0)), '\0');
+  in.seekg(0);
+  in.read(content.data(), std::streamsize(content.size()));
+  return content;
 }
 
 // root/
