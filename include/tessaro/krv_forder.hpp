@@ -207,6 +207,14 @@ class KRVForder {
                                                CommandError* error);
   static bool moveItemAt_toItem_replace_error_(const Value& source, const Value& destination, const Value& replace,
                                                CommandError* error);
+
+  // --- Files: file information and image metadata --------------------------------
+  static Value infoForFile_(const Value& file);      // 28 attributes under trimmed names; {} when unreadable
+  static Value sizeInfoForFile_(const Value& file);  // sizes in bytes, summed over a folder's contents
+  // The properties of the first image in the file; "KRVErrorDomain" -10000
+  // errors "No such file found.", "Image could not be read.", "No metadata found.".
+  static Value metadataFromImage_error_(const Value& image, CommandError* error);
+  static Value UTIForExtension_(const Value& extension);  // declared or "dyn.a…" identifier
 };
 
 }  // namespace tessaro

@@ -8,6 +8,7 @@
 #include <sys/stat.h>
 #include <utility>
 
+#include "files/type_identifiers.hpp"
 #include "platform/file_paths.hpp"
 
 namespace tessaro::files {
@@ -49,6 +50,8 @@ constexpr std::array kTable = {
     Named{u"NSURLLabelNumberKey", ResourceKey::labelNumber},
     Named{u"NSURLFileResourceIdentifierKey", ResourceKey::fileResourceIdentifier},
     Named{u"NSURLVolumeIdentifierKey", ResourceKey::volumeIdentifier},
+    Named{u"NSURLTypeIdentifierKey", ResourceKey::typeIdentifier},
+    Named{u"NSURLLocalizedTypeDescriptionKey", ResourceKey::localizedTypeDescription},
 };
 
 constexpr std::array<std::u16string_view, kTable.size()> kNames = [] {
@@ -72,6 +75,38 @@ std::string_view resourceTypeName(std::uint32_t mode) {
   if (S_ISFIFO(mode)) return "NSFileTypeNamedPipe";
   if (S_ISSOCK(mode)) return "NSFileTypeSocket";
   return "NSFileTypeUnknown";
+}
+
+// The extension of a path's last component ("" when it has none; a name
+// that only starts with a dot has none).
+std::string_view extensionOf(std::string_view path) {
+  std::string_view name = platform::lastPathComponent(path);
+  std::size_t dot = name.rfind('.');
+  return dot == std::string_view::npos || dot == 0 ? std::string_view() : name.substr(dot + 1);
+}
+
+// The item's type: links, folders and volumes by what they are, files and
+// packages by their extension.
+std::string typeIdentifierOf(const std::string& path, const platform::FileStatus& s) {
+  if (S_ISLNK(s.mode)) return "public.symlink";
+  if (S_ISDIR(s.mode)) {
+    if (s.mountRoot || path == "/") return "public.volume";
+    if (!platform::hasPackageExtension(path)) return "public.folder";
+    return typeIdentifierForExtension(extensionOf(path));
+  }
+  if (!S_ISREG(s.mode)) return "public.item";
+  std::string_view extension = extensionOf(path);
+  return extension.empty() ? "public.data" : typeIdentifierForExtension(extension);
+}
+
+std::string typeDescriptionOf(const std::string& path, const platform::FileStatus& s) {
+  if (S_ISLNK(s.mode)) return "Alias";
+  if (S_ISDIR(s.mode)) {
+    if (s.mountRoot || path == "/") return "Volume";
+    if (!platform::hasPackageExtension(path)) return "Folder";
+    return declaredTypeForExtension(extensionOf(path)) ? typeDescription(extensionOf(path)) : "Package";
+  }
+  return typeDescription(extensionOf(path));
 }
 
 }  // namespace
@@ -200,6 +235,10 @@ std::optional<Value> ItemAttributes::get(ResourceKey key) {
       return integer(s->inode);
     case ResourceKey::volumeIdentifier:
       return integer(s->device);
+    case ResourceKey::typeIdentifier:
+      return Value::fromUtf8(typeIdentifierOf(path_, *s));
+    case ResourceKey::localizedTypeDescription:
+      return Value::fromUtf8(typeDescriptionOf(path_, *s));
     default:
       return Value();
   }

@@ -51,6 +51,8 @@ enum class ResourceKey : std::uint8_t {
   labelNumber,
   fileResourceIdentifier,
   volumeIdentifier,
+  typeIdentifier,
+  localizedTypeDescription,
 };
 
 // The key a name stands for; unknown for any other string or non-string.

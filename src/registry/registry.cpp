@@ -100,6 +100,7 @@ const Registry& registry() {
     registerOffsetCommands(r);
     registerEnumerationCommands(r);
     registerCopyMoveCommands(r);
+    registerFileInfoCommands(r);
     r.seal();
     return r;
   }();

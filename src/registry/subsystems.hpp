@@ -16,4 +16,5 @@ void registerSegmentationCommands(Registry& r);    // src/text/segmentation_comm
 void registerOffsetCommands(Registry& r);          // src/text/offset_commands.cpp
 void registerEnumerationCommands(Registry& r);     // src/files/enumeration_commands.cpp
 void registerCopyMoveCommands(Registry& r);        // src/files/copy_move_commands.cpp
+void registerFileInfoCommands(Registry& r);        // src/files/file_info_commands.cpp
 }  // namespace tessaro
