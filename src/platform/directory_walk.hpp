@@ -13,11 +13,9 @@
 namespace tessaro::platform {
 
 // Option bits, as scripts pass them.
-enum WalkOption : unsigned {
-  skipDescendants = 1,      // report the folder's own children only
-  skipPackageContents = 2,  // report packages but do not enter them
-  skipHiddenItems = 4,      // leave out hidden items (and what they hold)
-};
+inline constexpr unsigned skipDescendants = 1;      // report the folder's own children only
+inline constexpr unsigned skipPackageContents = 2;  // report packages but do not enter them
+inline constexpr unsigned skipHiddenItems = 4;      // leave out hidden items (and what they hold)
 
 // A type as readdir reports it (DT_REG, DT_DIR, DT_LNK …). When the
 // directory entry does not tell, the item is looked at; DT_UNKNOWN remains
