@@ -32,9 +32,11 @@ bool transfer(const Value& source, const Value& destination, const Value& replac
     if (error) *error = files::cocoaFileError(*failure, verb);
     return false;
   }
-  failure = platform::replaceItem(*from, *to, move);
-  if (!failure) return true;
-  if (error) *error = files::cocoaFileError(*failure, verb);
+  std::optional<platform::ItemFailure> replaced = platform::replaceItem(*from, *to, move);
+  if (!replaced) return true;
+  // Without a scratch folder nothing was tried: the item already there is
+  // still the reason the copy or move failed.
+  if (error) *error = files::cocoaFileError(replaced->scratchFolder ? *failure : *replaced, verb);
   return false;
 }
 

@@ -237,7 +237,11 @@ std::optional<ItemFailure> replaceItem(const std::string& source, const std::str
   const std::string folder(parentOfPath(destination));
   removeAbandonedScratch(folder);
   std::string scratch = join(folder, std::string(kScratchPrefix) + std::to_string(::getpid()) + "-XXXXXX");
-  if (::mkdtemp(scratch.data()) == nullptr) return failure(true, destination);
+  if (::mkdtemp(scratch.data()) == nullptr) {
+    ItemFailure f = failure(true, destination);
+    f.scratchFolder = true;
+    return f;
+  }
   const std::string staged = join(scratch, lastPathComponent(destination));
 
   std::optional<ItemFailure> f = consumeSource ? moveItem(source, staged) : copyItem(source, staged);

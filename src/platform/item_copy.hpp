@@ -23,6 +23,7 @@ struct ItemFailure {
   int error = 0;
   bool writing = false;
   std::string path;  // the item the failure concerns
+  bool scratchFolder = false;  // a replace could not make its scratch folder
 };
 
 // Copies `source` to the new item `destination`, which must not exist yet

@@ -131,12 +131,20 @@ TEST_F(CopyMove, FailuresCarryThePlatformsCodesAndArgumentsTheLibrarysOwn) {
 TEST_F(CopyMove, APermissionFailureIsReportedAsSuch) {
   writeFile(root + "/a", "a");
   fs::create_directory(root + "/Closed");
+  writeFile(root + "/Closed/old", "old");
   ::chmod(root.c_str(), 0755);
   ::chmod((root + "/Closed").c_str(), 0555);
   EXPECT_TRUE(files::testing::passesUnprivileged([&] {
     CommandError e;
-    return !KRVForder::copyItemAt_toItem_replace_error_(str(root + "/a"), str(root + "/Closed/a"), no, &e) &&
-           e.code == 513;
+    const bool refused =
+        !KRVForder::copyItemAt_toItem_replace_error_(str(root + "/a"), str(root + "/Closed/a"), no, &e) && e.code == 513;
+    // No scratch folder can be made beside an item in a closed folder: the
+    // item already there stays the reason.
+    CommandError e2;
+    const bool kept =
+        !KRVForder::copyItemAt_toItem_replace_error_(str(root + "/a"), str(root + "/Closed/old"), yes, &e2) &&
+        e2.code == 516 && readFile(root + "/Closed/old") == "old";
+    return refused && kept;
   }));
 }
 
