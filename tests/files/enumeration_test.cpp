@@ -110,3 +110,32 @@ TEST_F(Enumeration, AnUnreadableFolderIsListedButNotEnteredAndTheWalkGoesOn) {
 
 }  // namespace
 }  // namespace tessaro
+
+namespace tessaro {
+namespace {
+
+std::size_t openDescriptors() {
+  std::size_t n = 0;
+  for ([[maybe_unused]] const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) ++n;
+  return n;
+}
+
+TEST(DeepEnumeration, TreesDeeperThanTheOpenFoldersAreWalkedWholeAndNothingStaysOpen) {
+  ScratchFolder scratch;
+  std::string path = scratch.path();
+  for (int depth = 0; depth < 80; ++depth) {
+    path += "/d" + std::to_string(depth);
+    std::filesystem::create_directory(path);
+    files::testing::writeFile(path + "/f", "");
+  }
+  const std::size_t before = openDescriptors();
+  Value paths = KRVForder::pathsIn_recursive_(Value::fromUtf8(scratch.path()), Value::boolean(true));
+  ASSERT_TRUE(paths.isList());
+  EXPECT_EQ(paths.asList().size(), 160u);
+  const Value deepest = Value::fromUtf8(path + "/f");
+  EXPECT_NE(std::find(paths.asList().begin(), paths.asList().end(), deepest), paths.asList().end());
+  EXPECT_EQ(openDescriptors(), before);
+}
+
+}  // namespace
+}  // namespace tessaro
