@@ -74,5 +74,29 @@ DBUS_SESSION_BUS_ADDRESS=unix:path=/nonexistent "$tessaro" call passForGenericIt
 run passForInternetItem:account:server:path:port:error: '"Web"' '{"$nothing": true}' '"example.com"' '{"$nothing": true}' 443
 
 echo
+echo "== The typical run: a CSV file (samples/sales.csv: region, item, units, month)"
+echo "   read, its short rows padded, sorted on units (by value, largest first) then region,"
+echo "   made records; then"
+echo "   the sample images listed and each image's properties read. Each step's"
+echo "   result, printed with --plain, is the next step's argument."
+step() {  # the command shown, its result captured
+  printf '\n$ tessaro call --plain %s …\n' "$1" >&2
+  "$tessaro" call --plain "$@"
+}
+table=$(step arrayFromCSV:commaIs: @samples/sales.csv '","')
+echo "$table"
+padded=$(step subarraysIn:paddedWith:error: "$table" '""')
+echo "$padded"
+sorted=$(step subarraysIn:sortedByIndexes:ascending:sortTypes:error: "$padded" '[2, 0]' '[false, true]' \
+  '["localizedStandardCompare:", "localizedCompare:"]')
+echo "$sorted"
+step subarraysIn:asDictionariesUsingLabels:error: "$sorted" '["region", "item", "units", "month"]'
+images=$(step filesIn:recursive:asPaths: "\"$PWD/samples/images\"" true true)
+echo "$images"
+python3 -c 'import json, sys; print("\n".join(json.loads(sys.argv[1])))' "$images" | while IFS= read -r image; do
+  run metadataFromImage:error: "$(python3 -c 'import json, sys; print(json.dumps(sys.argv[1]))' "$image")"
+done
+
+echo
 echo "== More calls, through one 'tessaro serve' process:"
 "$tessaro" serve <samples/demo_requests.jsonl

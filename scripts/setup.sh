@@ -6,7 +6,7 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config ccache
   clang lld libclang-rt-dev
-  libicu-dev libssl-dev libsimdjson-dev
+  libicu-dev libssl-dev libsimdjson-dev libexiv2-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   libsecret-1-dev libibus-1.0-dev
   # The keyring and input-source tests run their own session bus, Secret

@@ -273,6 +273,64 @@ class KRVForder {
   static bool changeInputSourceTo_(const Value& identifier);
   static Value currentKeyboardInputSourceID();
   static Value currentKeyboardLayoutInputSourceID();
+  // --- Files: folder enumeration and resource values ---------------------------
+  // Folders and items are file references (anything URLFrom: accepts). Keys
+  // are resource-key names ("NSURLIsDirectoryKey" …); records are keyed by
+  // the script's own key strings. Short forms skip hidden items and package
+  // contents. Packages count as files, never as folders.
+  static Value resourceValueForKey_forURLsOrFiles_(const Value& key, const Value& items);
+  static Value resourceValuesForKeys_forURLsOrFiles_(const Value& keys, const Value& items);
+  static Value resourceValuesForKeys_forItemsIn_recursive_skipHidden_skipInsidePackages_(
+      const Value& keys, const Value& folder, const Value& recursive, const Value& skipHidden,
+      const Value& skipInsidePackages);
+  static Value resourceValuesForKeys_forItemsIn_recursive_(const Value& keys, const Value& folder,
+                                                           const Value& recursive);
+  static Value resourceValuesForKeys_forFilesIn_recursive_skipHidden_skipInsidePackages_(
+      const Value& keys, const Value& folder, const Value& recursive, const Value& skipHidden,
+      const Value& skipInsidePackages);
+  static Value resourceValuesForKeys_forFilesIn_recursive_(const Value& keys, const Value& folder,
+                                                           const Value& recursive);
+  static Value resourceValuesForKeys_forFoldersIn_recursive_skipHidden_skipInsidePackages_(
+      const Value& keys, const Value& folder, const Value& recursive, const Value& skipHidden,
+      const Value& skipInsidePackages);
+  static Value resourceValuesForKeys_forFoldersIn_recursive_(const Value& keys, const Value& folder,
+                                                             const Value& recursive);
+  static Value itemsIn_recursive_skipHidden_skipInsidePackages_asPaths_(const Value& folder, const Value& recursive,
+                                                                       const Value& skipHidden,
+                                                                       const Value& skipInsidePackages,
+                                                                       const Value& asPaths);
+  static Value itemsIn_recursive_asPaths_(const Value& folder, const Value& recursive, const Value& asPaths);
+  static Value filesIn_recursive_skipHidden_skipInsidePackages_asPaths_(const Value& folder, const Value& recursive,
+                                                                       const Value& skipHidden,
+                                                                       const Value& skipInsidePackages,
+                                                                       const Value& asPaths);
+  static Value filesIn_recursive_asPaths_(const Value& folder, const Value& recursive, const Value& asPaths);
+  static Value foldersIn_recursive_skipHidden_skipInsidePackages_asPaths_(const Value& folder, const Value& recursive,
+                                                                         const Value& skipHidden,
+                                                                         const Value& skipInsidePackages,
+                                                                         const Value& asPaths);
+  static Value foldersIn_recursive_asPaths_(const Value& folder, const Value& recursive, const Value& asPaths);
+  static Value pathsIn_recursive_(const Value& folder, const Value& recursive);  // folders end with "/"
+  static Value KRV_folderSizeOfURL_(const Value& url);  // sizes summed over everything inside
+  static Value KRV_trimNSURLKeysInDictionary_(const Value& record);  // "NSURLIsDirectoryKey" → "isDirectory"
+
+  // --- Files: copy and move ------------------------------------------------------
+  // The destination is the full path of the new item. With `replace`, an
+  // existing item there is swapped out atomically; errors are the platform's
+  // ("NSCocoaErrorDomain", 516 for an existing item) or, for arguments that
+  // name no file, the bundle identifier's with code 10000.
+  static bool copyItemAt_toItem_replace_error_(const Value& source, const Value& destination, const Value& replace,
+                                               CommandError* error);
+  static bool moveItemAt_toItem_replace_error_(const Value& source, const Value& destination, const Value& replace,
+                                               CommandError* error);
+
+  // --- Files: file information and image metadata --------------------------------
+  static Value infoForFile_(const Value& file);      // 28 attributes under trimmed names; {} when unreadable
+  static Value sizeInfoForFile_(const Value& file);  // sizes in bytes, summed over a folder's contents
+  // The properties of the first image in the file; "KRVErrorDomain" -10000
+  // errors "No such file found.", "Image could not be read.", "No metadata found.".
+  static Value metadataFromImage_error_(const Value& image, CommandError* error);
+  static Value UTIForExtension_(const Value& extension);  // declared or "dyn.a…" identifier
 };
 
 }  // namespace tessaro

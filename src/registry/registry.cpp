@@ -104,6 +104,9 @@ const Registry& registry() {
     registerGraphicAttributeCommands(r);
     registerKeychainCommands(r);
     registerInputSourceCommands(r);
+    registerEnumerationCommands(r);
+    registerCopyMoveCommands(r);
+    registerFileInfoCommands(r);
     r.seal();
     return r;
   }();
