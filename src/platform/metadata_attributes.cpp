@@ -1,0 +1,165 @@
+// Metadata attributes of file-system items; see metadata_attributes.hpp.
+#include "platform/metadata_attributes.hpp"
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "files/type_identifiers.hpp"
+
+namespace tessaro::platform {
+
+namespace {
+
+constexpr double kUnixToReferenceDate = 978307200.0;  // seconds from 1970 to 2001
+
+Value dateFromUnix(double seconds) { return Value::date(seconds - kUnixToReferenceDate); }
+
+Value stringList(const std::vector<std::string>& items) {
+  std::vector<Value> out;
+  for (const std::string& s : items) out.push_back(Value::fromUtf8(s));
+  return Value::list(std::move(out));
+}
+
+// The identifiers an identifier conforms to, most specific first, ending with
+// the roots every file has.
+std::vector<std::string> conformingTypes(std::string identifier, const files::DeclaredType* declared) {
+  std::vector<std::string> tree{identifier};
+  auto add = [&](std::string_view t) {
+    for (const std::string& have : tree)
+      if (have == t) return;
+    tree.emplace_back(t);
+  };
+  bool content = false;
+  if (declared) {
+    switch (declared->kind) {
+      case files::TypeKind::image: add("public.image"); content = true; break;
+      case files::TypeKind::audio: add("public.audio"); add("public.audiovisual-content"); content = true; break;
+      case files::TypeKind::movie: add("public.movie"); add("public.audiovisual-content"); content = true; break;
+      case files::TypeKind::text: add("public.text"); content = true; break;
+      case files::TypeKind::source: add("public.source-code"); add("public.plain-text"); add("public.text"); content = true; break;
+      case files::TypeKind::script: add("public.script"); add("public.source-code"); add("public.plain-text"); add("public.text"); content = true; break;
+      case files::TypeKind::archive: add("public.archive"); break;
+      case files::TypeKind::document: content = true; break;
+      case files::TypeKind::font: add("public.font"); break;
+      case files::TypeKind::bundle: add("com.apple.package"); add("public.directory"); add("public.item"); return tree;
+      case files::TypeKind::data: break;
+    }
+  }
+  add("public.data");
+  add("public.item");
+  if (content) add("public.content");
+  return tree;
+}
+
+}  // namespace
+
+MetadataItem::MetadataItem(std::string path, unsigned char dirType) : path_(std::move(path)), type_(dirType) {}
+
+const std::optional<FileStatus>& MetadataItem::status() {
+  if (!statusRead_) {
+    status_ = readFileStatus(path_);
+    statusRead_ = true;
+  }
+  return status_;
+}
+
+bool MetadataItem::isFolder() {
+  if (type_ == DT_UNKNOWN) {
+    const auto& s = status();
+    if (!s) return false;
+    return S_ISDIR(s->mode);
+  }
+  return type_ == DT_DIR;
+}
+
+std::string_view MetadataItem::name() const { return lastPathComponent(path_); }
+
+std::string MetadataItem::extension() const {
+  std::string_view n = name();
+  std::size_t dot = n.rfind('.');
+  if (dot == std::string_view::npos || dot == 0) return {};
+  return std::string(n.substr(dot + 1));
+}
+
+Value MetadataItem::attribute(std::u16string_view key) {
+  if (key == u"kMDItemFSName" || key == u"kMDItemDisplayName") return Value::fromUtf8(name());
+  if (key == u"kMDItemPath") return Value::fromUtf8(path_);
+  if (key == u"kMDItemContentType" || key == u"kMDItemContentTypeTree" || key == u"kMDItemKind") {
+    if (isFolder()) {
+      if (key == u"kMDItemContentType") return Value::string(u"public.folder");
+      if (key == u"kMDItemKind") return Value::string(u"Folder");
+      return Value::list({Value::string(u"public.folder"), Value::string(u"public.directory"), Value::string(u"public.item")});
+    }
+    std::string ext = extension();
+    const files::DeclaredType* declared = ext.empty() ? nullptr : files::declaredTypeForExtension(ext);
+    std::string identifier = ext.empty() ? "public.data" : files::typeIdentifierForExtension(ext);
+    if (key == u"kMDItemContentType") return Value::fromUtf8(identifier);
+    if (key == u"kMDItemKind") return Value::fromUtf8(ext.empty() ? "Document" : files::typeDescription(ext));
+    return stringList(conformingTypes(identifier, declared));
+  }
+  if (key == u"kMDItemUserTags") {
+    std::optional<std::vector<std::string>> tags = readTagNames(path_);
+    if (!tags || tags->empty()) return Value();
+    return stringList(*tags);
+  }
+  if (key == u"kMDItemFSInvisible") return Value::boolean(name().starts_with('.') || isHiddenItem(path_));
+  if (key == u"kMDItemFSNodeCount") {
+    if (!isFolder()) return Value();
+    DIR* dir = ::opendir(path_.c_str());
+    if (!dir) return Value();
+    std::int64_t count = 0;
+    while (dirent* e = ::readdir(dir))
+      if (std::string_view(e->d_name) != "." && std::string_view(e->d_name) != "..") ++count;
+    ::closedir(dir);
+    return Value::integer(count);
+  }
+  // Everything else comes from the item's status.
+  static const std::u16string_view statusKeys[] = {
+      u"kMDItemFSSize", u"kMDItemLogicalSize", u"kMDItemPhysicalSize", u"kMDItemFSOwnerUserID",
+      u"kMDItemFSOwnerGroupID", u"kMDItemFSCreationDate", u"kMDItemFSContentChangeDate",
+      u"kMDItemContentModificationDate", u"kMDItemContentCreationDate", u"kMDItemLastUsedDate",
+      u"kMDItemDateAdded"};
+  bool known = false;
+  for (std::u16string_view k : statusKeys) known = known || k == key;
+  if (!known) return Value();
+  const std::optional<FileStatus>& s = status();
+  if (!s) return Value();
+  bool folder = S_ISDIR(s->mode);
+  if (key == u"kMDItemFSSize" || key == u"kMDItemLogicalSize")
+    return folder ? Value() : Value::integer(std::int64_t(s->size));
+  if (key == u"kMDItemPhysicalSize") return folder ? Value() : Value::integer(std::int64_t(s->allocatedSize));
+  if (key == u"kMDItemFSOwnerUserID" || key == u"kMDItemFSOwnerGroupID") {
+    struct stat st {};
+    if (::lstat(path_.c_str(), &st) != 0) return Value();
+    return Value::integer(key == u"kMDItemFSOwnerUserID" ? std::int64_t(st.st_uid) : std::int64_t(st.st_gid));
+  }
+  if (key == u"kMDItemFSCreationDate" || key == u"kMDItemContentCreationDate")
+    return s->birthTime ? dateFromUnix(*s->birthTime) : Value();
+  if (key == u"kMDItemFSContentChangeDate" || key == u"kMDItemContentModificationDate")
+    return dateFromUnix(s->modificationTime);
+  if (key == u"kMDItemLastUsedDate") return dateFromUnix(s->accessTime);
+  return dateFromUnix(s->statusChangeTime);  // kMDItemDateAdded
+}
+
+const std::vector<std::u16string_view>& metadataAttributeNames() {
+  static const std::vector<std::u16string_view> names = {
+      u"kMDItemFSName", u"kMDItemDisplayName", u"kMDItemPath", u"kMDItemFSSize", u"kMDItemLogicalSize",
+      u"kMDItemPhysicalSize", u"kMDItemFSOwnerUserID", u"kMDItemFSOwnerGroupID", u"kMDItemFSNodeCount",
+      u"kMDItemFSInvisible", u"kMDItemFSCreationDate", u"kMDItemFSContentChangeDate",
+      u"kMDItemContentModificationDate", u"kMDItemContentCreationDate", u"kMDItemLastUsedDate",
+      u"kMDItemDateAdded", u"kMDItemContentType", u"kMDItemContentTypeTree", u"kMDItemKind",
+      u"kMDItemUserTags"};
+  return names;
+}
+
+std::vector<std::pair<std::u16string_view, Value>> MetadataItem::allAttributes() {
+  std::vector<std::pair<std::u16string_view, Value>> out;
+  for (std::u16string_view n : metadataAttributeNames()) {
+    Value v = attribute(n);
+    if (!v.isNothing()) out.emplace_back(n, std::move(v));
+  }
+  return out;
+}
+
+}  // namespace tessaro::platform
