@@ -52,6 +52,18 @@ std::vector<std::string> conformingTypes(std::string identifier, const files::De
   return tree;
 }
 
+// The kind shown for a file: the common types by their identifier, so that
+// every extension of one type reads the same; others as the desktop describes
+// the extension.
+std::string kindOf(std::string_view identifier, const std::string& ext) {
+  static const std::pair<std::string_view, std::string_view> kNamed[] = {
+      {"public.jpeg", "JPEG image"}, {"public.png", "PNG image"},       {"public.tiff", "TIFF image"},
+      {"public.plain-text", "Plain Text"}, {"com.adobe.pdf", "PDF document"}, {"public.html", "HTML text"}};
+  for (const auto& [id, kind] : kNamed)
+    if (id == identifier) return std::string(kind);
+  return ext.empty() ? "Document" : files::typeDescription(ext);
+}
+
 }  // namespace
 
 MetadataItem::MetadataItem(std::string path, unsigned char dirType) : path_(std::move(path)), type_(dirType) {}
@@ -95,7 +107,7 @@ Value MetadataItem::attribute(std::u16string_view key) {
     const files::DeclaredType* declared = ext.empty() ? nullptr : files::declaredTypeForExtension(ext);
     std::string identifier = ext.empty() ? "public.data" : files::typeIdentifierForExtension(ext);
     if (key == u"kMDItemContentType") return Value::fromUtf8(identifier);
-    if (key == u"kMDItemKind") return Value::fromUtf8(ext.empty() ? "Document" : files::typeDescription(ext));
+    if (key == u"kMDItemKind") return Value::fromUtf8(kindOf(identifier, ext));
     return stringList(conformingTypes(identifier, declared));
   }
   if (key == u"kMDItemUserTags") {
