@@ -66,7 +66,7 @@ std::string kindOf(std::string_view identifier, const std::string& ext) {
 
 }  // namespace
 
-MetadataItem::MetadataItem(std::string path, unsigned char dirType) : path_(std::move(path)), type_(dirType) {}
+MetadataItem::MetadataItem(const std::string& path, unsigned char dirType) : path_(path), type_(dirType) {}
 
 const std::optional<FileStatus>& MetadataItem::status() {
   if (!statusRead_) {

@@ -17,7 +17,8 @@ namespace tessaro::platform {
 class MetadataItem {
  public:
   // `dirType` is the readdir type (DT_DIR, DT_REG …), or DT_UNKNOWN to look.
-  MetadataItem(std::string path, unsigned char dirType);
+  // The path must outlive the item.
+  MetadataItem(const std::string& path, unsigned char dirType);
 
   // The attribute's value; no value when the item lacks it or the name is unknown.
   Value attribute(std::u16string_view name);
@@ -25,7 +26,7 @@ class MetadataItem {
   std::vector<std::pair<std::u16string_view, Value>> allAttributes();
 
  private:
-  std::string path_;
+  const std::string& path_;
   unsigned char type_;
   bool statusRead_ = false;
   std::optional<FileStatus> status_;

@@ -73,6 +73,12 @@ std::vector<std::string> mountPoints(bool network) {
   return out;
 }
 
+// A lookup that fits the function wrapper's own storage (one pointer), so
+// that testing an item allocates nothing for it.
+AttributeLookup lookupOf(platform::MetadataItem& item) {
+  return [p = &item](std::u16string_view n) { return p->attribute(n); };
+}
+
 }  // namespace
 
 Clock::duration queryTimeLimit() { return gTimeLimit; }
@@ -105,9 +111,9 @@ std::optional<std::vector<std::string>> searchFolders(const PredicateNode& predi
           if (Clock::now() > deadline) throw TimedOut{};
         }
         platform::MetadataItem item(entry.path, entry.type);
-        if (!evaluatePredicate(predicate, [&](std::u16string_view n) { return item.attribute(n); })) return;
-        // Overlapping scopes report an item once.
-        if (seen.insert(entry.path).second) found.push_back(entry.path);
+        if (!evaluatePredicate(predicate, lookupOf(item))) return;
+        // Overlapping scopes report an item once; one scope needs no check.
+        if (folders.size() == 1 || seen.insert(entry.path).second) found.push_back(entry.path);
       });
       if (Clock::now() > deadline) throw TimedOut{};
     }

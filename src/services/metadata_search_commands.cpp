@@ -40,12 +40,32 @@ std::vector<Value> substitutionValues(const Value& values) {
   return out;
 }
 
+// UTF-8 byte order is UTF-16 code-unit order except that UTF-16 puts
+// U+E000…U+FFFF (lead bytes EE, EF) after the supplementary planes (lead
+// bytes F0…F4); at the first differing byte those lead bytes are reordered.
+int utf16OrderKey(unsigned char b) {
+  if (b == 0xEE || b == 0xEF) return b + 7;
+  if (b >= 0xF0 && b <= 0xF4) return b - 2;
+  return b;
+}
+bool utf16Less(const std::string& a, const std::string& b) {
+  std::size_t n = std::min(a.size(), b.size());
+  std::size_t i = 0;
+  while (i < n && a[i] == b[i]) ++i;
+  if (i == n) return a.size() < b.size();
+  return utf16OrderKey((unsigned char)a[i]) < utf16OrderKey((unsigned char)b[i]);
+}
+
 // Paths as sorted strings: by UTF-16 code units, case-sensitive.
-Value sortedPathList(const std::vector<std::string>& paths) {
+Value sortedPathList(std::vector<std::string> paths) {
+  std::sort(paths.begin(), paths.end(), utf16Less);
   std::vector<Value> out;
   out.reserve(paths.size());
   for (const std::string& p : paths) out.push_back(Value::fromUtf8(p));
-  std::sort(out.begin(), out.end(), [](const Value& a, const Value& b) { return a.asString() < b.asString(); });
+  // Ill-formed names decode with replacement characters, which may sort
+  // differently from their bytes: those lists are sorted again as strings.
+  if (!std::is_sorted(out.begin(), out.end(), [](const Value& a, const Value& b) { return a.asString() < b.asString(); }))
+    std::sort(out.begin(), out.end(), [](const Value& a, const Value& b) { return a.asString() < b.asString(); });
   return Value::list(std::move(out));
 }
 
@@ -70,7 +90,7 @@ Value KRVForder::runSpotlightQuery_queryValues_inFolders_error_(const Value& que
   }
   std::optional<std::vector<std::string>> found = services::searchFolders(*predicate, roots, deadline);
   if (!found) return failQuery(error, "Query timed out.");
-  return sortedPathList(*found);
+  return sortedPathList(std::move(*found));
 }
 
 Value KRVForder::runSpotlightQuery_inFolders_error_(const Value& query, const Value& folders, CommandError* error) {
@@ -93,8 +113,9 @@ Value KRVForder::spotlightDataFor_(const Value& file) {
   if (!predicate) return Value();
   std::optional<std::vector<std::string>> found = services::searchFolders(*predicate, {parent}, deadline);
   if (!found || found->empty()) return Value();
-  Value sorted = sortedPathList(*found);
-  platform::MetadataItem item(sorted.asList()[0].toUtf8(), 0 /* DT_UNKNOWN: look */);
+  Value sorted = sortedPathList(std::move(*found));
+  std::string first = sorted.asList()[0].toUtf8();
+  platform::MetadataItem item(first, 0 /* DT_UNKNOWN: look */);
   Record record;
   for (auto& [key, value] : item.allAttributes()) record.set(key, std::move(value));
   return Value::record(std::move(record));

@@ -115,7 +115,15 @@ std::optional<double> numeric(const Value& v) {
 // One scalar against one scalar (neither a list).
 bool compareScalar(const Value& a, CompareOp op, const Value& b, Folding f) {
   if (a.isString() && b.isString()) {
-    std::u16string x = fold(a.asString(), f), y = fold(b.asString(), f);
+    // Without modifiers the strings are compared where they are.
+    std::u16string foldedA, foldedB;
+    std::u16string_view x = a.asString(), y = b.asString();
+    if (f.caseless || f.diacriticless) {
+      foldedA = fold(x, f);
+      foldedB = fold(y, f);
+      x = foldedA;
+      y = foldedB;
+    }
     switch (op) {
       case CompareOp::equal: return wildcardMatch(x, y);
       case CompareOp::notEqual: return !wildcardMatch(x, y);
@@ -125,10 +133,10 @@ bool compareScalar(const Value& a, CompareOp op, const Value& b, Folding f) {
       case CompareOp::greaterEqual: return x >= y;
       case CompareOp::beginsWith: return x.starts_with(y);
       case CompareOp::endsWith: return x.ends_with(y);
-      case CompareOp::contains: return x.find(y) != std::u16string::npos;
+      case CompareOp::contains: return x.find(y) != std::u16string_view::npos;
       case CompareOp::like: return wildcardMatch(x, y);
       case CompareOp::matches: return regexMatch(fold(a.asString(), Folding{false, f.diacriticless}), b.asString(), f);
-      case CompareOp::in: return y.find(x) != std::u16string::npos;  // a substring of the string
+      case CompareOp::in: return y.find(x) != std::u16string_view::npos;  // a substring of the string
       case CompareOp::between: return false;
     }
   }
@@ -149,7 +157,8 @@ bool compareScalar(const Value& a, CompareOp op, const Value& b, Folding f) {
   return false;
 }
 
-bool anyElement(const Value& attr, const std::function<bool(const Value&)>& test) {
+template <class Test>
+bool anyElement(const Value& attr, const Test& test) {
   if (!attr.isList()) return test(attr);
   for (const Value& item : attr.asList())
     if (test(item)) return true;

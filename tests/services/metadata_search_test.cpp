@@ -68,6 +68,16 @@ TEST_F(MetadataSearch, WalksHiddenItemsAndPackagesButNotLinksOrTheScopeItself) {
   EXPECT_EQ(relative(inRoot("kMDItemPath ENDSWITH '/Deep'"), root), (std::vector<std::string>{"Sub/Deep"}));
 }
 
+TEST_F(MetadataSearch, ResultsSortByUtf16CodeUnits) {
+  // U+1F600 is a surrogate pair (D83D …) and sorts before U+FF21, though its
+  // UTF-8 bytes (F0 …) come after EF BC A1.
+  writeFile(root + "/\uFF21.txt", "");
+  writeFile(root + "/\U0001F600.txt", "");
+  writeFile(root + "/~.txt", "");
+  EXPECT_EQ(relative(inRoot("kMDItemFSName LIKE '*.txt' AND kMDItemFSSize == 0"), root),
+            (std::vector<std::string>{"~.txt", "\U0001F600.txt", "\uFF21.txt"}));
+}
+
 TEST_F(MetadataSearch, SizesTypesAndKinds) {
   EXPECT_EQ(relative(inRoot("kMDItemFSSize > 10000"), root), (std::vector<std::string>{"B.txt"}));
   EXPECT_EQ(relative(inRoot("kMDItemFSSize == 5 AND kMDItemLogicalSize == 5"), root), (std::vector<std::string>{"a.txt"}));
