@@ -5,13 +5,41 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cstdio>
+#include <ctime>
+
+#include <fstream>
+
 #include "files/type_identifiers.hpp"
+#include "platform/image_properties.hpp"
 
 namespace tessaro::platform {
 
 namespace {
 
 constexpr double kUnixToReferenceDate = 978307200.0;  // seconds from 1970 to 2001
+constexpr std::size_t kTextContentLimit = 10 * 1024 * 1024;
+
+const Value* fieldOf(const Value& record, std::u16string_view key) {
+  return record.isRecord() ? record.asRecord().find(key) : nullptr;
+}
+
+// An EXIF date ("2024:05:01 10:20:30", the camera's local time) as a date.
+Value exifDate(const Value& text) {
+  if (!text.isString()) return Value();
+  std::string s = text.toUtf8();
+  std::tm t{};
+  if (std::sscanf(s.c_str(), "%d:%d:%d %d:%d:%d", &t.tm_year, &t.tm_mon, &t.tm_mday, &t.tm_hour, &t.tm_min,
+                  &t.tm_sec) != 6)
+    return Value();
+  t.tm_year -= 1900;
+  t.tm_mon -= 1;
+  t.tm_isdst = -1;
+  std::time_t seconds = std::mktime(&t);
+  if (seconds == std::time_t(-1)) return Value();
+  return Value::date(double(seconds) - kUnixToReferenceDate);
+}
 
 Value dateFromUnix(double seconds) { return Value::date(seconds - kUnixToReferenceDate); }
 
@@ -110,6 +138,30 @@ Value MetadataItem::attribute(std::u16string_view key) {
     if (key == u"kMDItemKind") return Value::fromUtf8(kindOf(identifier, ext));
     return stringList(conformingTypes(identifier, declared));
   }
+  if (key == u"kMDItemTextContent") {
+    if (isFolder()) return Value();
+    std::vector<std::string> tree = typeTree();
+    if (std::find(tree.begin(), tree.end(), "public.text") == tree.end()) return Value();
+    std::ifstream in(path_, std::ios::binary);
+    if (!in) return Value();
+    std::string bytes(kTextContentLimit, '\0');
+    in.read(bytes.data(), std::streamsize(bytes.size()));
+    bytes.resize(std::size_t(in.gcount()));
+    return Value::fromUtf8(bytes);
+  }
+  if ((key == u"kMDItemPixelWidth" || key == u"kMDItemPixelHeight" ||
+                                      key == u"kMDItemOrientation" || key == u"kMDItemAcquisitionMake" ||
+                                      key == u"kMDItemAcquisitionModel" || key == u"kMDItemExposureTimeSeconds" ||
+                                      key == u"kMDItemFNumber" || key == u"kMDItemISOSpeed" ||
+                                      key == u"kMDItemFocalLength" || key == u"kMDItemLatitude" ||
+                                      key == u"kMDItemLongitude" || key == u"kMDItemAltitude"))
+    return imageAttribute(key);
+  if (key == u"kMDItemContentCreationDate") {
+    Value taken = imageAttribute(key);
+    if (!taken.isNothing()) return taken;
+    const std::optional<FileStatus>& s = status();
+    return s && s->birthTime ? dateFromUnix(*s->birthTime) : Value();
+  }
   if (key == u"kMDItemUserTags") {
     std::optional<std::vector<std::string>> tags = readTagNames(path_);
     if (!tags || tags->empty()) return Value();
@@ -130,8 +182,7 @@ Value MetadataItem::attribute(std::u16string_view key) {
   static const std::u16string_view statusKeys[] = {
       u"kMDItemFSSize", u"kMDItemLogicalSize", u"kMDItemPhysicalSize", u"kMDItemFSOwnerUserID",
       u"kMDItemFSOwnerGroupID", u"kMDItemFSCreationDate", u"kMDItemFSContentChangeDate",
-      u"kMDItemContentModificationDate", u"kMDItemContentCreationDate", u"kMDItemLastUsedDate",
-      u"kMDItemDateAdded"};
+      u"kMDItemContentModificationDate", u"kMDItemLastUsedDate", u"kMDItemDateAdded"};
   bool known = false;
   for (std::u16string_view k : statusKeys) known = known || k == key;
   if (!known) return Value();
@@ -146,12 +197,72 @@ Value MetadataItem::attribute(std::u16string_view key) {
     if (::lstat(path_.c_str(), &st) != 0) return Value();
     return Value::integer(key == u"kMDItemFSOwnerUserID" ? std::int64_t(st.st_uid) : std::int64_t(st.st_gid));
   }
-  if (key == u"kMDItemFSCreationDate" || key == u"kMDItemContentCreationDate")
+  if (key == u"kMDItemFSCreationDate")
     return s->birthTime ? dateFromUnix(*s->birthTime) : Value();
   if (key == u"kMDItemFSContentChangeDate" || key == u"kMDItemContentModificationDate")
     return dateFromUnix(s->modificationTime);
   if (key == u"kMDItemLastUsedDate") return dateFromUnix(s->accessTime);
   return dateFromUnix(s->statusChangeTime);  // kMDItemDateAdded
+}
+
+std::vector<std::string> MetadataItem::typeTree() {
+  if (isFolder()) return {"public.folder", "public.directory", "public.item"};
+  std::string ext = extension();
+  if (ext.empty()) return {"public.data", "public.item"};
+  return conformingTypes(files::typeIdentifierForExtension(ext), files::declaredTypeForExtension(ext));
+}
+
+// The image's property record, read once, and only for a file whose type is
+// an image.
+const Value& MetadataItem::image() {
+  if (!imageRead_) {
+    imageRead_ = true;
+    std::vector<std::string> tree = typeTree();
+    if (std::find(tree.begin(), tree.end(), "public.image") != tree.end()) {
+      ImageRead read = readImageProperties(path_);
+      if (read.status == ImageReadStatus::ok) image_ = read.properties;
+    }
+  }
+  return image_;
+}
+
+Value MetadataItem::imageAttribute(std::u16string_view key) {
+  const Value& props = image();
+  if (!props.isRecord()) return Value();
+  auto in = [&](std::u16string_view group, std::u16string_view name) -> Value {
+    const Value* g = group.empty() ? &props : fieldOf(props, group);
+    const Value* v = g ? fieldOf(*g, name) : nullptr;
+    return v ? *v : Value();
+  };
+  // A GPS coordinate is signed by its reference: south, west and below sea level are negative.
+  auto signedBy = [&](std::u16string_view name, std::u16string_view refName, auto negative) -> Value {
+    Value v = in(u"{GPS}", name);
+    if (!v.isNumber()) return Value();
+    Value ref = in(u"{GPS}", refName);
+    double d = v.doubleValue();
+    return Value::real(negative(ref) ? -d : d);
+  };
+  if (key == u"kMDItemPixelWidth") return in({}, u"PixelWidth");
+  if (key == u"kMDItemPixelHeight") return in({}, u"PixelHeight");
+  if (key == u"kMDItemOrientation") return in({}, u"Orientation");
+  if (key == u"kMDItemAcquisitionMake") return in(u"{TIFF}", u"Make");
+  if (key == u"kMDItemAcquisitionModel") return in(u"{TIFF}", u"Model");
+  if (key == u"kMDItemExposureTimeSeconds") return in(u"{Exif}", u"ExposureTime");
+  if (key == u"kMDItemFNumber") return in(u"{Exif}", u"FNumber");
+  if (key == u"kMDItemFocalLength") return in(u"{Exif}", u"FocalLength");
+  if (key == u"kMDItemISOSpeed") {
+    Value iso = in(u"{Exif}", u"ISOSpeedRatings");
+    if (iso.isList()) return iso.asList().empty() ? Value() : iso.asList()[0];
+    return iso;
+  }
+  if (key == u"kMDItemLatitude")
+    return signedBy(u"Latitude", u"LatitudeRef", [](const Value& r) { return r.isString() && r.asString() == u"S"; });
+  if (key == u"kMDItemLongitude")
+    return signedBy(u"Longitude", u"LongitudeRef", [](const Value& r) { return r.isString() && r.asString() == u"W"; });
+  if (key == u"kMDItemAltitude")
+    return signedBy(u"Altitude", u"AltitudeRef", [](const Value& r) { return r.isNumber() && r.integerValue() == 1; });
+  if (key == u"kMDItemContentCreationDate") return exifDate(in(u"{Exif}", u"DateTimeOriginal"));
+  return Value();
 }
 
 const std::vector<std::u16string_view>& metadataAttributeNames() {
@@ -161,7 +272,10 @@ const std::vector<std::u16string_view>& metadataAttributeNames() {
       u"kMDItemFSInvisible", u"kMDItemFSCreationDate", u"kMDItemFSContentChangeDate",
       u"kMDItemContentModificationDate", u"kMDItemContentCreationDate", u"kMDItemLastUsedDate",
       u"kMDItemDateAdded", u"kMDItemContentType", u"kMDItemContentTypeTree", u"kMDItemKind",
-      u"kMDItemUserTags"};
+      u"kMDItemUserTags", u"kMDItemPixelWidth", u"kMDItemPixelHeight", u"kMDItemOrientation",
+      u"kMDItemAcquisitionMake", u"kMDItemAcquisitionModel", u"kMDItemExposureTimeSeconds", u"kMDItemFNumber",
+      u"kMDItemISOSpeed", u"kMDItemFocalLength", u"kMDItemLatitude", u"kMDItemLongitude", u"kMDItemAltitude",
+      u"kMDItemTextContent"};
   return names;
 }
 

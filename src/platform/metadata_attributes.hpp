@@ -1,7 +1,8 @@
 // The metadata attributes of one file-system item, computed on demand: the
 // name and path need nothing, sizes, owners and dates one status read, the
 // type attributes only the name (and whether it is a folder), tags one
-// extended-attribute read. Each is read at most once per item.
+// extended-attribute read, image attributes one metadata read of an image
+// file, the text content a read of a text file. Each is read at most once per item.
 #pragma once
 
 #include <optional>
@@ -30,6 +31,12 @@ class MetadataItem {
   unsigned char type_;
   bool statusRead_ = false;
   std::optional<FileStatus> status_;
+  bool imageRead_ = false;
+  Value image_;  // the image property record, or no value
+
+  const Value& image();
+  Value imageAttribute(std::u16string_view key);
+  std::vector<std::string> typeTree();
 
   const std::optional<FileStatus>& status();
   bool isFolder();

@@ -8,6 +8,7 @@
 #include <sys/time.h>
 
 #include "../files/files_test_support.hpp"
+#include "../files/test_images.hpp"
 #include "bridge/long_date.hpp"
 #include "platform/file_paths.hpp"
 #include "services/metadata_search.hpp"
@@ -203,6 +204,39 @@ TEST_F(MetadataSearch, DataForAFileWhoseNameRepeatsDeeper) {
   EXPECT_TRUE(KRVForder::spotlightDataFor_(Value()).isNothing());
   EXPECT_TRUE(KRVForder::spotlightDataFor_(str(root + "/missing")).isNothing());
   EXPECT_TRUE(KRVForder::spotlightDataFor_(Value::integer(4)).isNothing());
+}
+
+TEST_F(MetadataSearch, ImageAndTextAttributes) {
+  files::testing::writeJpeg(root + "/shot.jpg", 4000, 3000);
+  files::testing::writeSampleMetadata(root + "/shot.jpg");
+  files::testing::writeJpeg(root + "/plain.jpeg", 640, 480);
+  writeFile(root + "/notes.txt", "Invoice n\xc2\xb0 12 from Caf\xc3\xa9 \xff end");
+  writeFile(root + "/data.bin", "invoice");
+  EXPECT_EQ(relative(inRoot("kMDItemContentTypeTree == 'public.image' && kMDItemPixelWidth > 3000"), root),
+            (std::vector<std::string>{"shot.jpg"}));
+  EXPECT_EQ(relative(inRoot("kMDItemPixelHeight == 480"), root), (std::vector<std::string>{"plain.jpeg"}));
+  EXPECT_EQ(relative(inRoot("kMDItemAcquisitionMake == 'Tessaro*' AND kMDItemAcquisitionModel == 'T-1' AND "
+                            "kMDItemOrientation == 6 AND kMDItemISOSpeed == 400 AND kMDItemFNumber == 2.8 AND "
+                            "kMDItemExposureTimeSeconds == 0.005"), root),
+            (std::vector<std::string>{"shot.jpg"}));
+  EXPECT_EQ(relative(inRoot("kMDItemLatitude BETWEEN {48.85, 48.86} AND kMDItemLongitude > 2.29 AND "
+                            "kMDItemLongitude < 2.30 AND kMDItemAltitude == 35.5"), root),
+            (std::vector<std::string>{"shot.jpg"}));
+  // The original date of the picture, in the local time of the camera.
+  std::tm t{};
+  t.tm_year = 124, t.tm_mon = 4, t.tm_mday = 1, t.tm_hour = 10, t.tm_min = 20, t.tm_sec = 30, t.tm_isdst = -1;
+  double taken = double(std::mktime(&t)) - 978307200.0;
+  EXPECT_EQ(relative(inRoot("kMDItemContentCreationDate == %@", Value::list({Value::date(taken)})), root),
+            (std::vector<std::string>{"shot.jpg"}));
+  // Text content only for text files; invalid bytes are replaced, not fatal.
+  EXPECT_EQ(relative(inRoot("kMDItemTextContent CONTAINS[cd] 'invoice'"), root), (std::vector<std::string>{"notes.txt"}));
+  EXPECT_EQ(relative(inRoot("kMDItemTextContent CONTAINS[cd] 'cafe \uFFFD end'"), root),
+            (std::vector<std::string>{"notes.txt"}));
+  Value record = KRVForder::spotlightDataFor_(str(root + "/shot.jpg"));
+  ASSERT_TRUE(record.isRecord());
+  EXPECT_EQ(field(record, u"kMDItemPixelWidth").integerValue(), 4000);
+  EXPECT_EQ(field(record, u"kMDItemKind").toUtf8(), "JPEG image");
+  EXPECT_TRUE(field(record, u"kMDItemTextContent").isNothing());
 }
 
 }  // namespace
