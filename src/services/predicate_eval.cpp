@@ -168,7 +168,8 @@ bool anyElement(const Value& attr, const Test& test) {
 bool compare(const Value& left, CompareOp op, const Value& right, Folding f) {
   bool missing = left.isNothing() || left.isNull() || right.isNothing();
   if (op == CompareOp::notEqual) {
-    if (missing) return !(left.isNull() && right.isNull());
+    // A missing attribute equals only NULL.
+    if (missing) return !((left.isNothing() || left.isNull()) && right.isNull());
     // Not equal: no element of a list attribute equals.
     return !anyElement(left, [&](const Value& l) { return compareScalar(l, CompareOp::equal, right, f); });
   }

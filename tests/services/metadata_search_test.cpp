@@ -6,6 +6,7 @@
 #include <chrono>
 #include <filesystem>
 #include <sys/time.h>
+#include <sys/xattr.h>
 
 #include "../files/files_test_support.hpp"
 #include "../files/test_images.hpp"
@@ -99,6 +100,20 @@ TEST_F(MetadataSearch, SizesTypesAndKinds) {
   EXPECT_EQ(relative(inRoot("kMDItemFSOwnerUserID == %@ AND kMDItemFSName == 'a.txt'",
                             Value::list({Value::integer(::getuid())})), root),
             (std::vector<std::string>{"a.txt"}));
+}
+
+TEST_F(MetadataSearch, TagsAreAListAttribute) {
+  const std::string tags = "Red,Work Stuff";
+  if (::setxattr((root + "/a.txt").c_str(), "user.xdg.tags", tags.data(), tags.size(), 0) != 0)
+    GTEST_SKIP() << "this file system keeps no user extended attributes";
+  EXPECT_EQ(relative(inRoot("kMDItemUserTags == 'Work*'"), root), (std::vector<std::string>{"a.txt"}));
+  EXPECT_EQ(relative(inRoot("kMDItemUserTags ==[c] 'red' AND kMDItemUserTags != 'Blue'"), root),
+            (std::vector<std::string>{"a.txt"}));
+  EXPECT_EQ(relative(inRoot("kMDItemUserTags != 'Red' AND kMDItemFSName == 'a.txt'"), root),
+            std::vector<std::string>{});
+  // Items without tags lack the attribute: "!=" holds for them.
+  EXPECT_EQ(relative(inRoot("kMDItemUserTags != 'Red' AND kMDItemFSName LIKE '*.txt'"), root),
+            (std::vector<std::string>{"B.txt", "Sub/Deep/c.txt", "Sub/b.txt"}));
 }
 
 TEST_F(MetadataSearch, DatesFromLongDateDescriptorsAndHostDates) {

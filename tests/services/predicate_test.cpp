@@ -107,6 +107,8 @@ TEST(PredicateOperators, MissingAttributesFailEveryComparisonButNotEqual) {
   EXPECT_EQ(eval(u"kMDItemPixelHeight != 0", {}, empty), 1);
   EXPECT_EQ(eval(u"NOT kMDItemPixelHeight > 0", {}, empty), 1);
   EXPECT_EQ(eval(u"kMDItemPixelHeight == nil", {}, empty), 1);
+  EXPECT_EQ(eval(u"kMDItemPixelHeight != nil", {}, empty), 0);
+  EXPECT_EQ(eval(u"kMDItemFSSize != nil"), 1);
 }
 
 TEST(PredicateLogic, PrecedenceAndKeywords) {
