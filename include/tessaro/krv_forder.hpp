@@ -264,6 +264,16 @@ class KRVForder {
       const Value& name, const Value& account, const Value& server, const Value& path, const Value& port,
       const Value& isInternet, const Value& keychainPath, CommandError* error);
 
+  // --- System services: metadata search -------------------------------------
+  // A predicate query over live folder trees; the sorted paths of the
+  // matching items, or no value with an error in the bundle-identifier
+  // domain, code 10000.
+  static Value runSpotlightQuery_queryValues_inFolders_error_(const Value& query, const Value& values,
+                                                              const Value& folders, CommandError* error);
+  static Value runSpotlightQuery_inFolders_error_(const Value& query, const Value& folders, CommandError* error);
+  // A record of every metadata attribute of a file, or no value.
+  static Value spotlightDataFor_(const Value& file);
+
   // --- System services: keyboard input sources --------------------------------
   // The sources are the IBus engines: enabled ones are those the IBus enabled
   // list (GSettings preload-engines) names, the current one is the global

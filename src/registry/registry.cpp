@@ -104,6 +104,7 @@ const Registry& registry() {
     registerGraphicAttributeCommands(r);
     registerKeychainCommands(r);
     registerInputSourceCommands(r);
+    registerMetadataSearchCommands(r);
     registerEnumerationCommands(r);
     registerCopyMoveCommands(r);
     registerFileInfoCommands(r);

@@ -20,6 +20,7 @@ void registerBezierCommands(Registry& r);          // src/paths/path_record_comm
 void registerGraphicAttributeCommands(Registry& r); // src/paths/graphic_attribute_commands.cpp
 void registerKeychainCommands(Registry& r);        // src/services/keychain_commands.cpp
 void registerInputSourceCommands(Registry& r);     // src/services/input_source_commands.cpp
+void registerMetadataSearchCommands(Registry& r);  // src/services/metadata_search_commands.cpp
 void registerEnumerationCommands(Registry& r);     // src/files/enumeration_commands.cpp
 void registerCopyMoveCommands(Registry& r);        // src/files/copy_move_commands.cpp
 void registerFileInfoCommands(Registry& r);        // src/files/file_info_commands.cpp
