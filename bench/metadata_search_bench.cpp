@@ -18,7 +18,10 @@
 #include "bench_support.hpp"
 #include "tessaro/krv_forder.hpp"
 
-extern char** environ;
+
+#include "processes.hpp"
+
+using tessaro::bench::runQuietly;
 
 namespace {
 
@@ -48,22 +51,6 @@ std::size_t makeTree(const std::string& root) {
     }
   }
   return items;
-}
-
-bool runQuietly(const std::vector<std::string>& command) {
-  posix_spawn_file_actions_t actions;
-  posix_spawn_file_actions_init(&actions);
-  posix_spawn_file_actions_addopen(&actions, 1, "/dev/null", O_WRONLY, 0);
-  std::vector<char*> argv;
-  for (const std::string& word : command) argv.push_back(const_cast<char*>(word.c_str()));
-  argv.push_back(nullptr);
-  pid_t child = 0;
-  int started = posix_spawnp(&child, argv[0], &actions, nullptr, argv.data(), environ);
-  posix_spawn_file_actions_destroy(&actions);
-  if (started != 0) return false;
-  int status = 0;
-  ::waitpid(child, &status, 0);
-  return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
 
 }  // namespace
