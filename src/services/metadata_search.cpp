@@ -58,9 +58,18 @@ bool isNetworkFileSystem(const std::string& type) {
   return kNetwork.count(type) > 0;
 }
 
-std::vector<std::string> mountPoints(bool network) {
-  std::vector<std::string> out;
+std::string readMountsTable() {
   std::ifstream in("/proc/self/mounts");
+  std::ostringstream text;
+  text << in.rdbuf();
+  return text.str();
+}
+
+}  // namespace
+
+std::vector<std::string> mountPointsFromTable(std::string_view table, bool network) {
+  std::vector<std::string> out;
+  std::istringstream in{std::string(table)};
   std::string line;
   while (std::getline(in, line)) {
     std::istringstream fields(line);
@@ -72,6 +81,8 @@ std::vector<std::string> mountPoints(bool network) {
   }
   return out;
 }
+
+namespace {
 
 // A lookup that fits the function wrapper's own storage (one pointer), so
 // that testing an item allocates nothing for it.
@@ -90,8 +101,8 @@ std::vector<std::string> foldersOfScopeName(std::u16string_view name) {
     if (home && *home) return {home};
     return {};
   }
-  if (name == u"kMDQueryScopeComputer" || name == u"kMDQueryScopeComputerIndexed") return mountPoints(false);
-  if (name == u"kMDQueryScopeNetwork" || name == u"kMDQueryScopeNetworkIndexed") return mountPoints(true);
+  if (name == u"kMDQueryScopeComputer" || name == u"kMDQueryScopeComputerIndexed") return mountPointsFromTable(readMountsTable(), false);
+  if (name == u"kMDQueryScopeNetwork" || name == u"kMDQueryScopeNetworkIndexed") return mountPointsFromTable(readMountsTable(), true);
   return {};
 }
 

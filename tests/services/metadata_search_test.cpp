@@ -5,6 +5,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <sys/stat.h>
 #include <sys/time.h>
 #include <sys/xattr.h>
 
@@ -164,6 +165,52 @@ TEST_F(MetadataSearch, ScopesAndOverlaps) {
                      root),
             (std::vector<std::string>{"Sub/Deep/c.txt", "Sub/b.txt"}));
   EXPECT_TRUE(query("TRUEPREDICATE", Value::list({str("kMDQueryScopeNowhere")})).asList().empty());
+}
+
+TEST_F(MetadataSearch, UnreadableFoldersAreSkipped) {
+  std::filesystem::create_directories(root + "/Closed/Inner");
+  writeFile(root + "/Closed/secret.txt", "");
+  writeFile(root + "/Closed/Inner/deeper.txt", "");
+  ::chmod(root.c_str(), 0755);
+  ::chmod((root + "/Closed").c_str(), 0000);
+  // The walk reports the closed folder itself, enters nothing below it, and
+  // goes on with the rest of the tree.
+  EXPECT_TRUE(files::testing::passesUnprivileged([&] {
+    CommandError error{"untouched", 1, ""};
+    Value found = query("kMDItemFSName LIKE '*.txt' OR kMDItemFSName == 'Closed'", Value::list({str(root)}), Value(), &error);
+    return error.domain == "untouched" &&
+           relative(found, root) == std::vector<std::string>{"B.txt", "Closed", "Sub/Deep/c.txt", "Sub/b.txt", "a.txt"};
+  }));
+  ::chmod((root + "/Closed").c_str(), 0755);
+  // The administrator reads it: the same query then sees the files below.
+  if (::geteuid() == 0)
+    EXPECT_EQ(relative(inRoot("kMDItemFSName LIKE '*.txt' AND kMDItemPath CONTAINS '/Closed/'"), root),
+              (std::vector<std::string>{"Closed/Inner/deeper.txt", "Closed/secret.txt"}));
+}
+
+TEST(MetadataSearchScopes, ComputerAndNetworkScopesFromAMountsTable) {
+  const std::string table =
+      "proc /proc proc rw,nosuid,nodev,noexec,relatime 0 0\n"
+      "sysfs /sys sysfs rw,nosuid,nodev,noexec,relatime 0 0\n"
+      "devtmpfs /dev devtmpfs rw,nosuid,size=4096k 0 0\n"
+      "cgroup2 /sys/fs/cgroup cgroup2 rw,nosuid 0 0\n"
+      "tmpfs /run tmpfs rw,nosuid,nodev,mode=755 0 0\n"
+      "tmpfs /run/user/1000 tmpfs rw,nosuid,nodev 0 0\n"
+      "/dev/sda1 / ext4 rw,relatime 0 0\n"
+      "/dev/sda2 /home/My\\040Disk ext4 rw,relatime 0 0\n"
+      "tmpfs /tmp tmpfs rw,nosuid,nodev 0 0\n"
+      "server:/export /mnt/nfs nfs rw,vers=3 0 0\n"
+      "server:/export4 /mnt/nfs4 nfs4 rw 0 0\n"
+      "//server/share /mnt/share cifs rw,vers=3.0 0 0\n"
+      "\n"
+      "short\n";
+  EXPECT_EQ(services::mountPointsFromTable(table, false),
+            (std::vector<std::string>{"/", "/home/My Disk", "/tmp"}));
+  EXPECT_EQ(services::mountPointsFromTable(table, true),
+            (std::vector<std::string>{"/mnt/nfs", "/mnt/nfs4", "/mnt/share"}));
+  EXPECT_TRUE(services::mountPointsFromTable("", false).empty());
+  // A cut-off escape stays as written.
+  EXPECT_EQ(services::mountPointsFromTable("srv:/e /mnt/a\\04 nfs rw 0 0", true), (std::vector<std::string>{"/mnt/a\\04"}));
 }
 
 TEST_F(MetadataSearch, ErrorsInTheirOrder) {
