@@ -56,12 +56,28 @@ bool utf16Less(const std::string& a, const std::string& b) {
   return utf16OrderKey((unsigned char)a[i]) < utf16OrderKey((unsigned char)b[i]);
 }
 
-// Paths as sorted strings: by UTF-16 code units, case-sensitive.
+// Paths as sorted strings: by UTF-16 code units, case-sensitive. Paths with
+// no byte at or above 0xEE sort the same by their bytes, so they are sorted
+// with a plain byte comparison; ASCII-only paths are valid UTF-8 and need no
+// second look after decoding.
 Value sortedPathList(std::vector<std::string> paths) {
-  std::sort(paths.begin(), paths.end(), utf16Less);
+  bool ascii = true, byteOrder = true;
+  for (const std::string& p : paths) {
+    for (char c : p) {
+      const unsigned char b = (unsigned char)c;
+      ascii = ascii && b < 0x80;
+      byteOrder = byteOrder && b < 0xEE;
+    }
+    if (!byteOrder) break;
+  }
+  if (byteOrder)
+    std::sort(paths.begin(), paths.end());
+  else
+    std::sort(paths.begin(), paths.end(), utf16Less);
   std::vector<Value> out;
   out.reserve(paths.size());
   for (const std::string& p : paths) out.push_back(Value::fromUtf8(p));
+  if (ascii) return Value::list(std::move(out));
   // Ill-formed names decode with replacement characters, which may sort
   // differently from their bytes: those lists are sorted again as strings.
   if (!std::is_sorted(out.begin(), out.end(), [](const Value& a, const Value& b) { return a.asString() < b.asString(); }))
