@@ -167,6 +167,22 @@ TEST_F(MetadataSearch, ScopesAndOverlaps) {
   EXPECT_TRUE(query("TRUEPREDICATE", Value::list({str("kMDQueryScopeNowhere")})).asList().empty());
 }
 
+TEST_F(MetadataSearch, IllFormedNamesSortByTheirDecodedUnits) {
+  // Without any byte at or above 0xEE: the lone 0x80 decodes to U+FFFD and
+  // sorts after U+00E9, though its byte comes first.
+  std::filesystem::create_directory(root + "/Odd");
+  writeFile(root + "/Odd/b\x80.txt", "");
+  writeFile(root + "/Odd/b\xC3\xA9.txt", "");
+  EXPECT_EQ(relative(query("kMDItemFSName LIKE '*.txt'", Value::list({str(root + "/Odd")})), root),
+            (std::vector<std::string>{"Odd/b\xC3\xA9.txt", "Odd/b\xEF\xBF\xBD.txt"}));
+  // With them: U+1F600 before U+FF21 before the replaced byte.
+  writeFile(root + "/Odd/a\x80.txt", "");
+  writeFile(root + "/Odd/a\xEF\xBC\xA1.txt", "");
+  writeFile(root + "/Odd/a\xF0\x9F\x98\x80.txt", "");
+  EXPECT_EQ(relative(query("kMDItemFSName BEGINSWITH 'a'", Value::list({str(root + "/Odd")})), root),
+            (std::vector<std::string>{"Odd/a\xF0\x9F\x98\x80.txt", "Odd/a\xEF\xBC\xA1.txt", "Odd/a\xEF\xBF\xBD.txt"}));
+}
+
 TEST_F(MetadataSearch, UnreadableFoldersAreSkipped) {
   std::filesystem::create_directories(root + "/Closed/Inner");
   writeFile(root + "/Closed/secret.txt", "");
