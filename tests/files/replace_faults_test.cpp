@@ -136,7 +136,12 @@ void killRepeatedly(const std::string& sourceA, const std::string& sourceB, cons
   for (int i = 0; i < kills; ++i) {
     const auto before = snapshot(destination);
     const auto& incoming = i % 2 ? a : b;
-    replaceInChild(i % 2 ? sourceA : sourceB, destination, std::chrono::microseconds(moment(random)));
+    // Now and then a kill comes at once, or long after the copy must have
+    // ended, so that both outcomes are seen however busy the machine is.
+    auto delay = std::chrono::microseconds(moment(random));
+    if ((i % 10 == 3 || i % 10 == 4) && before != incoming) delay = span * 20 + std::chrono::milliseconds(50);
+    if (i % 10 == 7) delay = std::chrono::microseconds(0);
+    replaceInChild(i % 2 ? sourceA : sourceB, destination, delay);
     const auto after = snapshot(destination);
     ASSERT_TRUE(after == before || after == incoming) << "kill " << i << " left a missing or partial destination";
     (after == incoming && after != before ? newSeen : oldSeen)++;
