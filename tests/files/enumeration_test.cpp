@@ -17,16 +17,7 @@ Value str(const std::string& s) { return Value::fromUtf8(s); }
 Value yes() { return Value::boolean(true); }
 Value no() { return Value::boolean(false); }
 
-class Enumeration : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_FALSE(scratch.path().empty());
-    root = scratch.path();
-    makeSampleTree(root);
-  }
-  ScratchFolder scratch;
-  std::string root;
-};
+class Enumeration : public files::testing::SampleTreeTest {};
 
 TEST_F(Enumeration, ShortFormsSkipHiddenItemsAndPackageContentsAndNeverFollowLinks) {
   EXPECT_EQ(relativeSorted(KRVForder::itemsIn_recursive_asPaths_(str(root), yes(), yes()), root),

@@ -13,6 +13,8 @@
 #include <unistd.h>
 #include <vector>
 
+#include <gtest/gtest.h>
+
 #include "../platform/platform_test_support.hpp"
 #include "tessaro/value.hpp"
 
@@ -79,5 +81,17 @@ inline bool passesUnprivileged(const std::function<bool()>& check) {
   ::waitpid(child, &status, 0);
   return WIFEXITED(status) && WEXITSTATUS(status) == 0;
 }
+
+// A fixture holding the sample tree in a fresh scratch folder.
+class SampleTreeTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_FALSE(scratch.path().empty());
+    root = scratch.path();
+    makeSampleTree(root);
+  }
+  ScratchFolder scratch;
+  std::string root;
+};
 
 }  // namespace tessaro::files::testing

@@ -30,16 +30,7 @@ Value recordFor(const Value& records, const std::string& name) {
   return Value();
 }
 
-class ResourceValues : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_FALSE(scratch.path().empty());
-    root = scratch.path();
-    makeSampleTree(root);
-  }
-  ScratchFolder scratch;
-  std::string root;
-};
+class ResourceValues : public files::testing::SampleTreeTest {};
 
 TEST_F(ResourceValues, ListedItemsKeepTheirPlacesWithNullForWhatCannotBeRead) {
   Value items = Value::list({str(root + "/a.txt"), str(root + "/missing"), Value::integer(4), str(root + "/Sub")});
