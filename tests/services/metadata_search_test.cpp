@@ -199,9 +199,10 @@ TEST_F(MetadataSearch, UnreadableFoldersAreSkipped) {
   }));
   ::chmod((root + "/Closed").c_str(), 0755);
   // The administrator reads it: the same query then sees the files below.
-  if (::geteuid() == 0)
+  if (::geteuid() == 0) {
     EXPECT_EQ(relative(inRoot("kMDItemFSName LIKE '*.txt' AND kMDItemPath CONTAINS '/Closed/'"), root),
               (std::vector<std::string>{"Closed/Inner/deeper.txt", "Closed/secret.txt"}));
+  }
 }
 
 TEST(MetadataSearchScopes, ComputerAndNetworkScopesFromAMountsTable) {
