@@ -2,6 +2,7 @@
 #include "lists/sort_levels.hpp"
 
 #include <algorithm>
+#include <array>
 #include <cstring>
 #include <limits>
 #include <numeric>
@@ -53,6 +54,111 @@ bool isPlain(std::u16string_view text) noexcept {
   }
   return true;
 }
+
+// A stable sort of entries by the byte strings they point to (ICU sort keys,
+// which end at their only zero byte), eight bytes at a time: the entries are
+// ordered by their current eight bytes as whole numbers, and each run of
+// entries with equal bytes that do not yet hold the end of the key goes on
+// to the next eight. No comparison goes back to the first byte, as a
+// comparison of whole keys does for every pair that shares a long start,
+// and large runs are ordered by counting, not comparing. Runs of equal keys
+// are handed to `tied`, which orders them by the levels that follow.
+template <class E>
+struct KeyByteSort {
+  const std::uint8_t* base;
+  bool descending;
+  std::vector<E> scratch;
+  static constexpr std::size_t kDeepest = 256;
+
+  static bool holdsEnd(std::uint64_t bytes) noexcept {
+    constexpr std::uint64_t ones = 0x0101010101010101ULL, highs = 0x8080808080808080ULL;
+    return ((bytes - ones) & ~bytes & highs) != 0;
+  }
+
+  // The eight bytes at `depth` of the key at `offset`, which is known to be
+  // at least `depth` bytes long before its end.
+  std::uint64_t bytesAt(std::uint32_t offset, std::size_t depth) const noexcept {
+    const std::uint8_t* p = base + offset + depth;
+    std::uint64_t v = 0;
+    std::size_t k = 0;
+    for (; k < 8 && p[k]; ++k) v = v << 8 | p[k];
+    if (k < 8) v = k ? v << 8 * (8 - k) : 0;
+    return descending ? ~v : v;
+  }
+
+  template <class Tied>
+  void sort(E* begin, E* end, std::size_t depth, const Tied& tied) {
+    if (depth >= kDeepest) {
+      // Long shared starts are rare; the rest of such keys is compared whole
+      // rather than going deeper eight bytes at a time.
+      auto rest = [&](const E& e) { return reinterpret_cast<const char*>(base + e.offset + depth); };
+      auto order = [&](const E& a, const E& b) {
+        const int c = std::strcmp(rest(a), rest(b));
+        return descending ? c > 0 : c < 0;
+      };
+      std::stable_sort(begin, end, order);
+      for (E* run = begin; run != end;) {
+        E* next = run + 1;
+        while (next != end && !order(*run, *next)) ++next;
+        if (next - run > 1) tied(run, next);
+        run = next;
+      }
+      return;
+    }
+    orderByPrefix(begin, end);
+    for (E* run = begin; run != end;) {
+      E* next = run + 1;
+      while (next != end && next->prefix == run->prefix) ++next;
+      if (next - run > 1) {
+        if (holdsEnd(descending ? ~run->prefix : run->prefix)) {
+          tied(run, next);
+        } else {
+          for (E* e = run; e != next; ++e) e->prefix = bytesAt(e->offset, depth + 8);
+          sort(run, next, depth + 8, tied);
+        }
+      }
+      run = next;
+    }
+  }
+
+  // Stable, by the whole 64-bit prefix.
+  void orderByPrefix(E* begin, E* end) {
+    const std::size_t n = std::size_t(end - begin);
+    if (n <= 32) {
+      for (E* i = begin + 1; i < end; ++i) {
+        E moving = *i;
+        E* j = i;
+        for (; j > begin && moving.prefix < (j - 1)->prefix; --j) *j = *(j - 1);
+        *j = moving;
+      }
+      return;
+    }
+    if (n < 2048) {
+      std::stable_sort(begin, end, [](const E& a, const E& b) { return a.prefix < b.prefix; });
+      return;
+    }
+    // Least significant byte first, skipping the bytes every entry shares.
+    std::vector<std::array<std::uint32_t, 256>> counts(8);
+    for (auto& c : counts) c.fill(0);
+    for (const E* e = begin; e != end; ++e)
+      for (int b = 0; b < 8; ++b) ++counts[std::size_t(b)][(e->prefix >> (8 * b)) & 0xFF];
+    E* from = begin;
+    E* to = scratch.data();
+    for (int b = 0; b < 8; ++b) {
+      auto& c = counts[std::size_t(b)];
+      if (c[(begin->prefix >> (8 * b)) & 0xFF] == n) continue;
+      std::uint32_t at = 0;
+      for (auto& slot : c) {
+        const std::uint32_t k = slot;
+        slot = at;
+        at += k;
+      }
+      for (const E* e = from; e != from + n; ++e) to[c[(e->prefix >> (8 * b)) & 0xFF]++] = *e;
+      std::swap(from, to);
+    }
+    if (from != begin) std::copy(from, from + n, begin);
+  }
+};
 
 }  // namespace
 
@@ -294,14 +400,15 @@ std::vector<std::uint32_t> SortLevels::order() const {
       });
       break;
     default:
-      // Sort keys: each entry also carries where its key starts, so equal
-      // prefixes go to the key bytes without a look at the keys.
+      // Sort keys: each entry also carries where its key starts, and the
+      // keys are sorted eight bytes at a time (see sortByKeyBytes).
       if (first.sortKeyBytes <= std::numeric_limits<std::uint32_t>::max()) {
         const std::uint8_t* base = first.sortKeys.get();
         for (Entry& e : entries) e.offset = std::uint32_t(keys[e.position].bytes - base);
-        std::stable_sort(entries.begin(), entries.end(), [&](const Entry& a, const Entry& b) {
-          if (a.prefix != b.prefix) return a.prefix < b.prefix;
-          return restOf(a.position, b.position, compareKeys(base + a.offset, base + b.offset));
+        KeyByteSort<Entry> byBytes{base, !first.ascending, std::vector<Entry>(entries.size())};
+        byBytes.sort(entries.data(), entries.data() + entries.size(), 0, [&](Entry* from, Entry* to) {
+          if (more)
+            std::stable_sort(from, to, [&](const Entry& a, const Entry& b) { return less(1, a.position, b.position); });
         });
       } else {
         std::stable_sort(entries.begin(), entries.end(), [&](const Entry& a, const Entry& b) {

@@ -149,6 +149,43 @@ TEST_F(SortLevelsTest, LongTextsInEveryScriptSortLikeTheCollatorCompares) {
   }
 }
 
+// Collation keys are sorted in pieces; a stable sort by the collator's own
+// comparison must agree, for small, middling and large lists, either way
+// round, with keys that share long starts and keys that are equal, and with
+// a second level that orders what the first leaves tied.
+TEST_F(SortLevelsTest, CollationSortsAgreeWithTheCollatorsComparison) {
+  const std::u16string starts[] = {u"", u"file ", std::u16string(300, u'e') + u"x"};
+  const char16_t letters[] = {u'a', u'b', u'A', u'\u00e9', u'0', u'1', u' '};
+  std::mt19937 random(11);
+  for (std::size_t n : {25u, 700u, 5000u}) {
+    std::vector<Value> texts, numbers;
+    for (std::size_t i = 0; i < n; ++i) {
+      std::u16string text = starts[random() % 3];
+      for (std::size_t k = random() % 7; k > 0; --k) text += letters[random() % 7];
+      texts.push_back(Value::string(text));
+      numbers.push_back(Value::integer(std::int64_t(random() % 5)));
+    }
+    for (Comparison c : {Comparison::localized, Comparison::localizedCaseInsensitive, Comparison::localizedStandard}) {
+      Collator collator = openCollator(c);
+      for (bool ascending : {true, false}) {
+        SortLevels levels(n);
+        levels.add(c, ascending, from(texts));
+        levels.add(Comparison::natural, true, from(numbers));
+        std::vector<std::uint32_t> expected(n);
+        for (std::uint32_t i = 0; i < n; ++i) expected[i] = i;
+        std::stable_sort(expected.begin(), expected.end(), [&](std::uint32_t a, std::uint32_t b) {
+          auto ta = texts[a].asString(), tb = texts[b].asString();
+          int order = ucol_strcoll(collator.get(), ta.data(), int32_t(ta.size()), tb.data(), int32_t(tb.size()));
+          if (order == 0 && c == Comparison::localizedStandard) order = ta.compare(tb);
+          if (order != 0) return ascending ? order < 0 : order > 0;
+          return numbers[a].asInteger() < numbers[b].asInteger();
+        });
+        EXPECT_EQ(levels.order(), expected) << n << " items by " << comparisonName(c) << (ascending ? " up" : " down");
+      }
+    }
+  }
+}
+
 TEST_F(SortLevelsTest, CaseInsensitiveComparisonFoldsAndIgnoresTheLocale) {
   std::vector<Value> values = strings({u"b", u"_", u"B", u"A", u"ǅ", u"ǆ"});
   for (const char* lang : {"en_US.UTF-8", "tr_TR.UTF-8"}) {
