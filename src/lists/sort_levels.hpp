@@ -10,7 +10,8 @@
 // integer itself, or the first code units or sort-key bytes), so most
 // comparisons are decided without leaving the key; when the first level's
 // keys are all of one sort, the sort moves (prefix, position) pairs and
-// reaches for the keys only when two prefixes are equal. A value that could
+// reaches for the keys only when two prefixes are equal; sort keys are then
+// ordered eight bytes at a time, large runs by counting. A value that could
 // not be read (its key lookup or column access failed), or two values the
 // comparison cannot order, fail only when the sort actually compares them,
 // as a comparison made on demand would.
