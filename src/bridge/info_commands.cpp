@@ -6,7 +6,11 @@
 
 namespace tessaro {
 
-Value KRVForder::frameworkVersion() { return Value::fromUtf8(TESSARO_VERSION_STRING); }
+Value KRVForder::frameworkVersion() {
+  // Made once: scripts ask for it often, as a cheap check that the library answers.
+  static const Value version = Value::fromUtf8(TESSARO_VERSION_STRING);
+  return version;
+}
 
 // The compiler's date and time of this build, "Apr 24 2016, 22:32:38".
 Value KRVForder::frameworkDate() { return Value::fromUtf8(__DATE__ ", " __TIME__); }

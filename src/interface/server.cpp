@@ -68,8 +68,20 @@ bool readPadded(const char* data, std::size_t length, std::size_t capacity, nota
 
 // Runs a request that was read and appends its answer, without the newline,
 // to `out`; `sizeHint` is what the answer is expected to take.
-void answerParts(notation::RequestParts& parts, std::string& out, std::size_t sizeHint) {
-  const Command* command = registry().find(parts.call);
+// Scripts tend to call one command many times in a row, so the last command
+// found is tried before the table is searched.
+struct LastCommand {
+  const Command* command = nullptr;
+  const Command* find(std::string_view selector) {
+    if (command && command->selector() == selector) return command;
+    if (const Command* found = registry().find(selector)) command = found;
+    else return nullptr;
+    return command;
+  }
+};
+
+void answerParts(notation::RequestParts& parts, std::string& out, std::size_t sizeHint, LastCommand& last) {
+  const Command* command = last.find(parts.call);
   if (!command) {
     appendUsage(parts.idJson, "unknown selector " + parts.call, out);
     return;
@@ -101,7 +113,8 @@ void answerParts(notation::RequestParts& parts, std::string& out, std::size_t si
 
 void answerPadded(const char* data, std::size_t length, std::size_t capacity, std::string& out) {
   notation::RequestParts parts;
-  if (readPadded(data, length, capacity, parts, out)) answerParts(parts, out, 0);
+  LastCommand last;
+  if (readPadded(data, length, capacity, parts, out)) answerParts(parts, out, 0, last);
 }
 
 }  // namespace
@@ -210,6 +223,7 @@ int serve(int in, int out) {
   std::size_t scanned = 0;         // from `begin`, the bytes known to hold no newline
   bool atEnd = false, largeRequest = false;
   notation::RequestParts parts;  // reused from line to line, with its storage
+  LastCommand last;
   // Answers the line of `length` bytes at `begin` and moves past it.
   auto answerLine = [&](std::size_t length, std::size_t next) {
     char* line = input.data() + begin;
@@ -237,7 +251,7 @@ int serve(int in, int out) {
       end -= begin;
       begin = 0;
     }
-    if (read) answerParts(parts, output, size > kLargeRequest ? size : 0);
+    if (read) answerParts(parts, output, size > kLargeRequest ? size : 0, last);
     output += '\n';
   };
   // After a large request, the memory it took is given back once its answer
